@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/QtPrinters.h"
+
 using namespace Qt::StringLiterals;
 using orvane::BundleInfo;
 using orvane::CommandLine;

@@ -13,6 +13,13 @@ int main(int argc, char** argv)
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
     // A fixed locale and zone, so that no result depends on the machine running the tests.
     setenv("TZ", "UTC", 0);
+    // Qt wants a private runtime directory; machines without a login session have none.
+    if (getenv("XDG_RUNTIME_DIR") == nullptr) {
+        char runtime[] = "/tmp/orvane-test-runtime-XXXXXX";
+        if (mkdtemp(runtime) != nullptr) {
+            setenv("XDG_RUNTIME_DIR", runtime, 1);
+        }
+    }
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
 
     QApplication application(argc, argv);

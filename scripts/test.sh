@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# Installs what is missing, builds Orvane with AddressSanitizer and UndefinedBehaviorSanitizer, warnings as
+# errors, and runs the whole test suite. Set ORVANE_SANITIZE=OFF for a plain build.
+set -euo pipefail
+
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+"$root/scripts/setup-debian.sh"
+
+sanitize="${ORVANE_SANITIZE:-ON}"
+build="$root/build/test-sanitize-$sanitize"
+cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DORVANE_SANITIZE="$sanitize" -DORVANE_WERROR=ON \
+    >/dev/null
+cmake --build "$build"
+
+export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}"
+export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
+ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$(nproc)"

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "domain/Hashing.h"
+
+#include <QString>
+
+#include <variant>
+
+namespace orvane {
+
+/// Why a stored record could not be read.
+struct PersistenceReadFailure {
+    /// The record's version is not one this build supports (a newer build may read it).
+    struct UnsupportedSchemaVersion {
+        qint64 version = 0;
+        friend bool operator==(const UnsupportedSchemaVersion&, const UnsupportedSchemaVersion&) = default;
+    };
+    /// Something other than a data blob is stored under the key.
+    struct InvalidStoredType {
+        friend bool operator==(const InvalidStoredType&, const InvalidStoredType&) = default;
+    };
+    /// The blob is not a JSON object with an integer "schemaVersion".
+    struct MalformedEnvelope {
+        friend bool operator==(const MalformedEnvelope&, const MalformedEnvelope&) = default;
+    };
+    /// The version is supported but the contents do not decode.
+    struct InvalidPayload {
+        friend bool operator==(const InvalidPayload&, const InvalidPayload&) = default;
+    };
+
+    std::variant<UnsupportedSchemaVersion, InvalidStoredType, MalformedEnvelope, InvalidPayload> value;
+
+    /// The user-facing description.
+    QString message() const;
+
+    friend bool operator==(const PersistenceReadFailure&, const PersistenceReadFailure&) = default;
+};
+
+std::size_t hash(const PersistenceReadFailure& failure);
+
+} // namespace orvane
+
+ORVANE_DECLARE_STD_HASH(orvane::PersistenceReadFailure);

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "persistence/DefaultsDatabase.h"
+
+#include <QSettings>
+
+namespace orvane {
+
+/// The defaults database in a QSettings file: on Linux the native INI file of "velmont.com"/"Orvane" under
+/// $XDG_CONFIG_HOME, on macOS the com.velmont.Orvane defaults domain.
+///
+/// Each operation uses a QSettings object of its own, because a QSettings object reports the first error it ever
+/// met: after one failed write it would report every later write as failed too. Objects on the same file share
+/// Qt's cache, so this costs no extra reads.
+class SettingsDefaultsDatabase : public DefaultsDatabase {
+public:
+    /// The application's own database.
+    SettingsDefaultsDatabase();
+    /// A database in the file `fileName` (tests use their own).
+    explicit SettingsDefaultsDatabase(QString fileName, QSettings::Format format = QSettings::NativeFormat);
+
+    QVariant object(const QString& key) const override;
+    void setObjects(const std::vector<std::pair<QString, QByteArray>>& values) override;
+
+    QString fileName() const { return m_fileName; }
+
+private:
+    QString m_fileName;
+    QSettings::Format m_format;
+};
+
+} // namespace orvane
