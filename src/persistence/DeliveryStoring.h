@@ -2,7 +2,7 @@
 #pragma once
 
 #include "persistence/CalendarIdentityMigration.h"
-#include "persistence/DeliveryRecord.h"
+#include "persistence/DeliveryState.h"
 #include "persistence/PersistenceReadState.h"
 
 #include <span>

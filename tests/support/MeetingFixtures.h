@@ -34,3 +34,34 @@ inline orvane::ExclusionRecord exclusion(const orvane::MeetingIdentity& identity
 }
 
 } // namespace fixtures
+
+#include "domain/MeetingOccurrence.h"
+
+namespace fixtures {
+
+/// A timed meeting of `minutes` starting at `start`, with another attendee, in the work calendar.
+inline orvane::MeetingOccurrence meeting(const QString& series, double start, double minutes = 30,
+                                         const QString& calendar = QStringLiteral("cal-work"))
+{
+    return {.identity = identity(series, start, calendar),
+            .title = series,
+            .startDate = orvane::Date{start},
+            .endDate = orvane::Date{start + minutes * 60},
+            .isAllDay = false,
+            .isCanceled = false,
+            .participationStatus = orvane::MeetingParticipationStatus::accepted,
+            .hasAttendees = true,
+            .location = std::nullopt,
+            .isRecurring = false,
+            .calendar = {.identifier = calendar,
+                         .title = QStringLiteral("Work"),
+                         .sourceIdentifier = QStringLiteral("src-1"),
+                         .sourceTitle = QStringLiteral("Nextcloud"),
+                         .sourceKind = orvane::CalendarSourceKind::calDAV,
+                         .colorHex = QStringLiteral("#3366CC"),
+                         .isSubscribed = false,
+                         .allowsContentModifications = true},
+            .meetingURL = std::nullopt};
+}
+
+} // namespace fixtures
