@@ -19,8 +19,16 @@ void writeString(QByteArray& out, const QString& string)
 {
     out.append('"');
     const QByteArray utf8 = string.toUtf8();
-    for (const char c : utf8) {
-        switch (c) {
+    const char* run = utf8.constBegin();
+    // Plain characters are copied in runs; records are mostly plain text and large ones are written often.
+    for (const char* c = run; c != utf8.constEnd(); ++c) {
+        const auto byte = static_cast<unsigned char>(*c);
+        if (byte >= 0x20 && byte != '"' && byte != '\\') {
+            continue;
+        }
+        out.append(run, c - run);
+        run = c + 1;
+        switch (byte) {
         case '"':
             out.append("\\\"");
             break;
@@ -42,16 +50,14 @@ void writeString(QByteArray& out, const QString& string)
         case '\f':
             out.append("\\f");
             break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                char escape[8];
-                std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-                out.append(escape);
-            } else {
-                out.append(c);
-            }
+        default: {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(byte));
+            out.append(escape);
+        }
         }
     }
+    out.append(run, utf8.constEnd() - run);
     out.append('"');
 }
 

@@ -83,6 +83,10 @@ VersionedDefaults::PreparedChange DeliveryStore::prepare(DeliveryState state)
 
 void DeliveryStore::commit(DeliveryState state)
 {
+    // Pruning runs on every refresh and usually removes nothing: an unchanged record is not written again.
+    if (state == m_state && !m_record.readState().isUnreadable() && !m_record.needsUpgrade()) {
+        return;
+    }
     m_record.commit(prepare(std::move(state)));
 }
 
@@ -166,6 +170,7 @@ void DeliveryStore::removePersistedState(const std::unordered_set<MeetingIdentit
 VersionedDefaults::PreparedChange
 DeliveryStore::prepareMigrations(std::span<const CalendarIdentityMigration> migrations)
 {
+    m_record.refuseWhileUnreadable();
     const IdentityMigrationMap map(migrations);
     auto state = m_state;
     for (auto& record : state.records) {

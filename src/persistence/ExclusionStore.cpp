@@ -58,6 +58,7 @@ void ExclusionStore::removeAll()
 VersionedDefaults::PreparedChange
 ExclusionStore::prepareMigrations(std::span<const CalendarIdentityMigration> migrations)
 {
+    m_record.refuseWhileUnreadable();
     const IdentityMigrationMap map(migrations);
     auto records = m_matcher.records();
     for (auto& record : records) {

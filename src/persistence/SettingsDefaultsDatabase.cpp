@@ -3,6 +3,9 @@
 
 #include "persistence/PersistenceStoreError.h"
 
+#include <QFileInfo>
+#include <QLockFile>
+
 using namespace Qt::StringLiterals;
 
 namespace orvane {
@@ -17,6 +20,20 @@ SettingsDefaultsDatabase::SettingsDefaultsDatabase(QString fileName, QSettings::
     : m_fileName(std::move(fileName))
     , m_format(format)
 {
+}
+
+void SettingsDefaultsDatabase::removeOrphanedLock() const
+{
+    const QString lockPath = m_fileName + u".lock"_s;
+    if (!QFileInfo::exists(lockPath)) {
+        return;
+    }
+    QLockFile lock(lockPath);
+    qint64 pid = 0;
+    QString hostname, application;
+    if (!lock.getLockInfo(&pid, &hostname, &application)) {
+        lock.removeStaleLockFile();
+    }
 }
 
 QVariant SettingsDefaultsDatabase::object(const QString& key) const

@@ -25,6 +25,11 @@ public:
 
     QString fileName() const { return m_fileName; }
 
+    /// Removes a lock file that names no process: one left by a writer killed between creating it and writing its
+    /// process id. Qt would wait 30 seconds for it to age before the next save. Call it once at start-up, after the
+    /// single-instance check, when no other writer of this file can exist.
+    void removeOrphanedLock() const;
+
 private:
     QString m_fileName;
     QSettings::Format m_format;

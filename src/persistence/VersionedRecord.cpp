@@ -19,11 +19,16 @@ bool VersionedRecord::needsUpgrade() const
     return loaded != nullptr && loaded->schemaVersion != currentSchemaVersion();
 }
 
-VersionedDefaults::PreparedChange VersionedRecord::prepare(const json::Value& payload, std::function<void()> apply)
+void VersionedRecord::refuseWhileUnreadable() const
 {
     if (auto failure = m_readState.failure()) {
         throw PersistenceStoreError(PersistenceStoreError::RecoveryRequired{*failure});
     }
+}
+
+VersionedDefaults::PreparedChange VersionedRecord::prepare(const json::Value& payload, std::function<void()> apply)
+{
+    refuseWhileUnreadable();
     return encodeChange(payload, std::move(apply));
 }
 

@@ -29,6 +29,10 @@ public:
     /// loaded at the current version.
     VersionedDefaults::PreparedChange prepare(const json::Value& payload, std::function<void()> apply);
 
+    /// Throws RecoveryRequired while unreadable. Mutations that check their arguments first call this before, so
+    /// that a locked record is reported as such whatever else is wrong with the change.
+    void refuseWhileUnreadable() const;
+
     /// The same for a reset: allowed only while unreadable (otherwise RecoveryNotRequired).
     VersionedDefaults::PreparedChange prepareReset(const json::Value& emptyPayload, std::function<void()> apply);
 

@@ -5,6 +5,8 @@
 #include "persistence/PersistenceStoreError.h"
 #include "persistence/SettingsStore.h"
 
+#include <QLockFile>
+
 #include <gtest/gtest.h>
 
 #include "support/DiskFull.h"
@@ -292,6 +294,27 @@ TEST(IdentityMigrations, BadListsChangeNothing)
         EXPECT_EQ(exclusions.records().at(0).identity, expected) << name;
         EXPECT_EQ(delivery.records().at(0).identity, expected) << name;
     }
+}
+
+} // namespace
+
+namespace {
+
+TEST(SettingsDefaultsDatabase, OrphanedLockIsRemovedButALiveOneIsKept)
+{
+    TemporaryDefaults defaults;
+    const QString lockPath = defaults.path() + u".lock"_s;
+    {
+        QFile orphan(lockPath);
+        ASSERT_TRUE(orphan.open(QIODevice::WriteOnly));
+    }
+    defaults.database().removeOrphanedLock();
+    EXPECT_FALSE(QFile::exists(lockPath));
+
+    QLockFile live(lockPath);
+    ASSERT_TRUE(live.tryLock());
+    defaults.database().removeOrphanedLock();
+    EXPECT_TRUE(QFile::exists(lockPath));
 }
 
 } // namespace
