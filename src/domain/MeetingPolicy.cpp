@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <unordered_map>
-#include <unordered_set>
 
 namespace orvane {
 
@@ -98,23 +97,48 @@ MeetingSchedule MeetingPolicy::makeSchedule(std::span<const MeetingOccurrence> o
         schedule.upcoming.push_back(*eligible[index]);
     }
 
-    std::unordered_set<DeliveryKey> delivered;
+    // An identity hashes slowly (five strings), so both histories are indexed by a date, and identities are compared
+    // only among the few records that share it.
+    std::unordered_multimap<Date, const MeetingIdentity*> confirmedByTrigger;
     for (const auto& record : deliveries) {
         if (record.status == DeliveryStatus::confirmed) {
-            delivered.insert(record.id());
+            confirmedByTrigger.emplace(record.triggerDate, &record.identity);
         }
     }
-    std::unordered_map<MeetingIdentity, Date> snoozedUntil;
+    const auto isDelivered = [&](const MeetingIdentity& identity, Date triggerDate) {
+        const auto [first, last] = confirmedByTrigger.equal_range(triggerDate);
+        return std::any_of(first, last, [&](const auto& entry) { return *entry.second == identity; });
+    };
+    std::unordered_multimap<Date, const SnoozeRecord*> snoozesByStart;
     for (const auto& snooze : snoozes) {
-        snoozedUntil.insert_or_assign(snooze.identity, snooze.snoozedUntil);
+        snoozesByStart.emplace(snooze.identity.occurrenceStart, &snooze);
     }
+    // When several records carry the identity, the one later in the list wins.
+    const auto snoozeOf = [&](const MeetingIdentity& identity) {
+        const SnoozeRecord* latest = nullptr;
+        const auto [first, last] = snoozesByStart.equal_range(identity.occurrenceStart);
+        for (auto entry = first; entry != last; ++entry) {
+            if (entry->second->identity == identity && (latest == nullptr || entry->second > latest)) {
+                latest = entry->second;
+            }
+        }
+        return latest;
+    };
 
+    // Alerts are kept as references until they are known to be due: most are not, and copying every occurrence of
+    // the week (and moving the copies while sorting) would cost more than the rest of the computation.
+    struct Candidate {
+        const MeetingOccurrence* occurrence;
+        Date triggerDate;
+        AlertReason reason;
+    };
     const Date lateLimit = now - MeetingSchedule::lateDeliveryGrace;
-    std::vector<ScheduledAlert> alerts;
+    std::vector<Candidate> alerts;
+    alerts.reserve(eligible.size());
     for (const auto* occurrence : eligible) {
-        ScheduledAlert alert{*occurrence, occurrence->startDate - settings.alertLeadTime, AlertReason::initial};
-        if (const auto snooze = snoozedUntil.find(occurrence->identity); snooze != snoozedUntil.end()) {
-            alert.triggerDate = snooze->second;
+        Candidate alert{occurrence, occurrence->startDate - settings.alertLeadTime, AlertReason::initial};
+        if (const SnoozeRecord* snooze = snoozeOf(occurrence->identity)) {
+            alert.triggerDate = snooze->snoozedUntil;
             alert.reason = AlertReason::snoozed;
             if (alert.triggerDate < lateLimit) {
                 continue;
@@ -122,21 +146,21 @@ MeetingSchedule MeetingPolicy::makeSchedule(std::span<const MeetingOccurrence> o
         } else if (occurrence->startDate < lateLimit) {
             continue;
         }
-        if (delivered.contains(DeliveryKey{occurrence->identity, alert.triggerDate})) {
+        if (isDelivered(occurrence->identity, alert.triggerDate)) {
             continue;
         }
-        alerts.push_back(std::move(alert));
+        alerts.push_back(alert);
     }
     // The alerts are in occurrence order already, so a stable sort by trigger date gives alert order.
     std::stable_sort(alerts.begin(), alerts.end(),
-                     [](const ScheduledAlert& lhs, const ScheduledAlert& rhs) { return lhs.triggerDate < rhs.triggerDate; });
+                     [](const Candidate& lhs, const Candidate& rhs) { return lhs.triggerDate < rhs.triggerDate; });
 
     auto alert = alerts.begin();
     for (; alert != alerts.end() && alert->triggerDate <= now; ++alert) {
         if (schedule.dueBatches.empty() || schedule.dueBatches.back().triggerDate != alert->triggerDate) {
             schedule.dueBatches.push_back({alert->triggerDate, {}});
         }
-        schedule.dueBatches.back().alerts.push_back(std::move(*alert));
+        schedule.dueBatches.back().alerts.push_back({*alert->occurrence, alert->triggerDate, alert->reason});
     }
     if (alert != alerts.end()) {
         schedule.nextTriggerDate = alert->triggerDate;
