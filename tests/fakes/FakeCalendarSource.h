@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "calendars/CalendarSource.h"
+
+#include <qcoro/qcorosignal.h>
+
+#include <stdexcept>
+
+/// A calendar source held in memory, which can be made to fail or to wait.
+class FakeCalendarSource final : public orvane::CalendarSource {
+    Q_OBJECT
+
+public:
+    explicit FakeCalendarSource(QString key, QString name = QStringLiteral("Fake"))
+        : m_key(std::move(key))
+        , m_name(std::move(name))
+    {
+    }
+
+    std::vector<orvane::CalendarGroup> groups;
+    std::vector<orvane::MeetingOccurrence> meetings;
+    bool failing = false;
+    bool holding = false;
+    std::vector<std::optional<QSet<QString>>> selections;
+
+    QString key() const override { return m_key; }
+    orvane::CalendarSourceHealthIssue::Source healthSource() const override
+    {
+        return orvane::CalendarSourceHealthIssue::Remote{orvane::RemoteCalendarProviderKind::google, m_key};
+    }
+    QString displayName() const override { return m_name; }
+
+    QCoro::Task<std::vector<orvane::CalendarGroup>> calendarGroups() override
+    {
+        if (holding) {
+            co_await qCoro(this, &FakeCalendarSource::released);
+        }
+        if (failing) {
+            throw std::runtime_error("The account is unreachable.");
+        }
+        co_return groups;
+    }
+
+    QCoro::Task<std::vector<orvane::MeetingOccurrence>> occurrences(orvane::FetchInterval interval,
+                                                                    std::optional<QSet<QString>> selection) override
+    {
+        selections.push_back(selection);
+        if (failing) {
+            throw std::runtime_error("The account is unreachable.");
+        }
+        std::vector<orvane::MeetingOccurrence> result;
+        for (const auto& meeting : meetings) {
+            if (meeting.endDate >= interval.start && meeting.startDate <= interval.end) {
+                result.push_back(meeting);
+            }
+        }
+        co_return result;
+    }
+
+    void release() { Q_EMIT released(); }
+
+Q_SIGNALS:
+    void released();
+
+private:
+    QString m_key;
+    QString m_name;
+};
