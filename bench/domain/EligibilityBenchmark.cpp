@@ -9,6 +9,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "support/BenchmarkCalendars.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <random>
@@ -34,26 +36,6 @@ struct Workload {
     NotifierSettings settings;
 };
 
-CalendarDescriptor makeCalendar(int index)
-{
-    CalendarDescriptor calendar;
-    calendar.identifier = u"8F1C2A7E-%1-4B0D-9C61-5E2F3A4B%2"_s.arg(index % 4).arg(index, 4, 10, QLatin1Char('0'));
-    calendar.title = u"Calendar %1"_s.arg(index);
-    calendar.sourceIdentifier = u"account-%1@example.com"_s.arg(index % 4);
-    calendar.sourceTitle = calendar.sourceIdentifier;
-    calendar.sourceKind = index % 3 == 0 ? CalendarSourceKind::exchange : CalendarSourceKind::google;
-    return calendar;
-}
-
-QString makeSeriesIdentifier(int index)
-{
-    // Most events carry the server's iCalendar UID; a few local ones only an item identifier.
-    if (index % 8 == 0) {
-        return u"local:item-%1"_s.arg(index);
-    }
-    return u"external:%1a7c3f0e9b2d4c6e8f0a1b3c5d7e9f@google.com"_s.arg(index, 6, 16, QLatin1Char('0'));
-}
-
 Workload makeWorkload()
 {
     std::mt19937 random(2024);
@@ -64,7 +46,7 @@ Workload makeWorkload()
     std::vector<CalendarDescriptor> calendars;
     calendars.reserve(kCalendarCount);
     for (int index = 0; index < kCalendarCount; ++index) {
-        calendars.push_back(makeCalendar(index));
+        calendars.push_back(benchmarks::makeCalendar(index));
     }
     // Each series lives in one calendar; the popular calendars hold most of them.
     std::vector<int> calendarOfSeries(kSeriesCount);
@@ -89,7 +71,7 @@ Workload makeWorkload()
         MeetingOccurrence occurrence;
         occurrence.identity = {.sourceIdentifier = calendar.sourceIdentifier,
                                .calendarIdentifier = calendar.identifier,
-                               .seriesIdentifier = makeSeriesIdentifier(series),
+                               .seriesIdentifier = benchmarks::makeSeriesIdentifier(series),
                                .calendarFingerprint =
                                    CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
                                .calendarFingerprintIsUnique = true,
@@ -122,7 +104,7 @@ Workload makeWorkload()
         record.identity = source.identity;
         record.scope = chance(40) ? ExclusionScope::series : ExclusionScope::occurrence;
         if (chance(25)) {
-            record.identity.seriesIdentifier = makeSeriesIdentifier(kSeriesCount + index);
+            record.identity.seriesIdentifier = benchmarks::makeSeriesIdentifier(kSeriesCount + index);
         } else if (chance(10)) {
             record.identity.calendarIdentifier = u"retired-"_s + record.identity.calendarIdentifier;
         }

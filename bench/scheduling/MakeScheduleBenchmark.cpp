@@ -11,6 +11,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "support/BenchmarkCalendars.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -41,26 +43,6 @@ struct Workload {
     NotifierSettings settings;
 };
 
-CalendarDescriptor makeCalendar(int index)
-{
-    CalendarDescriptor calendar;
-    calendar.identifier = u"8F1C2A7E-%1-4B0D-9C61-5E2F3A4B%2"_s.arg(index % 4).arg(index, 4, 10, QLatin1Char('0'));
-    calendar.title = u"Calendar %1"_s.arg(index);
-    calendar.sourceIdentifier = u"account-%1@example.com"_s.arg(index % 4);
-    calendar.sourceTitle = calendar.sourceIdentifier;
-    calendar.sourceKind = index % 3 == 0 ? CalendarSourceKind::exchange : CalendarSourceKind::google;
-    return calendar;
-}
-
-QString makeSeriesIdentifier(int index)
-{
-    // Most events carry the server's iCalendar UID; a few local ones only an item identifier.
-    if (index % 8 == 0) {
-        return u"local:item-%1"_s.arg(index);
-    }
-    return u"external:%1a7c3f0e9b2d4c6e8f0a1b3c5d7e9f@google.com"_s.arg(index, 6, 16, QLatin1Char('0'));
-}
-
 Workload makeWorkload(int occurrenceCount)
 {
     std::mt19937 random(2024);
@@ -74,7 +56,7 @@ Workload makeWorkload(int occurrenceCount)
 
     std::vector<CalendarDescriptor> calendars;
     for (int index = 0; index < kCalendarCount; ++index) {
-        calendars.push_back(makeCalendar(index));
+        calendars.push_back(benchmarks::makeCalendar(index));
     }
     // About three occurrences a week per series (daily stand-ups, weekly one-to-ones, one-off meetings); each series
     // lives in one calendar, and the popular calendars hold most of them.
@@ -102,7 +84,7 @@ Workload makeWorkload(int occurrenceCount)
         MeetingOccurrence occurrence;
         occurrence.identity = {.sourceIdentifier = calendar.sourceIdentifier,
                                .calendarIdentifier = calendar.identifier,
-                               .seriesIdentifier = makeSeriesIdentifier(series),
+                               .seriesIdentifier = benchmarks::makeSeriesIdentifier(series),
                                .calendarFingerprint =
                                    CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
                                .calendarFingerprintIsUnique = true,
@@ -133,7 +115,7 @@ Workload makeWorkload(int occurrenceCount)
         record.identity = pick(workload.occurrences).identity;
         record.scope = chance(40) ? ExclusionScope::series : ExclusionScope::occurrence;
         if (chance(25)) {
-            record.identity.seriesIdentifier = makeSeriesIdentifier(seriesCount + index);
+            record.identity.seriesIdentifier = benchmarks::makeSeriesIdentifier(seriesCount + index);
         }
         exclusions.push_back(std::move(record));
     }

@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ReadStateAssertion.h"
+
 #include "support/QtPrinters.h"
 
 #include <chrono>
@@ -25,25 +27,6 @@ using namespace Qt::StringLiterals;
 using namespace orvane;
 
 namespace {
-
-/// Read states compared and described without a gtest printer: one printer per test file would break the one
-/// definition rule, since gtest's printing templates are shared by every file of the executable.
-::testing::AssertionResult isState(const PersistenceReadState& actual, const PersistenceReadState& expected)
-{
-    const auto describe = [](const PersistenceReadState& state) {
-        if (const auto* loaded = std::get_if<PersistenceReadState::Loaded>(&state.value)) {
-            return "loaded(" + std::to_string(loaded->schemaVersion) + ')';
-        }
-        if (const auto failure = state.failure()) {
-            return "unreadable(" + failure->message().toStdString() + ')';
-        }
-        return std::string("absent");
-    };
-    if (actual == expected) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure() << "the state is " << describe(actual) << ", not " << describe(expected);
-}
 
 const QStringList keys{SettingsStore::defaultKey, ExclusionStore::defaultKey, DeliveryStore::defaultKey};
 
