@@ -7,10 +7,9 @@
 #include "calendars/linux/EdsEventMapping.h"
 #include "support/EdsTestData.h"
 #include "support/EdsTestSession.h"
+#include "support/RunTask.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
-#include <QTimer>
 
 #include <benchmark/benchmark.h>
 
@@ -90,8 +89,8 @@ std::string event(int index)
             text += "EXDATE:" + stamp(start + 7 * kDay) + "\n";
         }
     } else {
-        const time_t start = kWeekStart - 365 * kDay + time_t(index - kRecurringCount) * (730 * kDay / 4'000) +
-                             3'600 * (index % 9);
+        const time_t start =
+            kWeekStart - 365 * kDay + time_t(index - kRecurringCount) * (730 * kDay / 4'000) + 3'600 * (index % 9);
         text += "DTSTART:" + stamp(start) + "\nDTEND:" + stamp(start + 3'600) + "\n";
     }
     return text + "END:VEVENT\n";
@@ -120,22 +119,12 @@ void populate()
 template <class T>
 std::optional<T> run(QCoro::Task<T> task)
 {
-    QEventLoop loop;
-    bool done = false;
-    std::optional<T> value;
-    auto runner = [](QCoro::Task<T> task, std::optional<T>& value, bool& done, QEventLoop& loop) -> QCoro::Task<> {
-        try {
-            value = co_await std::move(task);
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "%s\n", error.what());
-        }
-        done = true;
-        loop.quit();
-    }(std::move(task), value, done, loop);
-    if (!done) {
-        loop.exec();
+    try {
+        return runTask(std::move(task));
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return std::nullopt;
     }
-    return value;
 }
 
 const FetchInterval kWeek = {Date::fromUnixTime(double(kWeekStart)), Date::fromUnixTime(double(kWeekEnd))};

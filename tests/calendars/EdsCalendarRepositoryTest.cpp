@@ -2,8 +2,9 @@
 // The desktop calendar repository against a real Evolution Data Server, started for this program on a private
 // session bus with an empty home. The calendars and events are written through libecal, as Evolution writes them.
 
-#include "calendars/CalendarRepositoryError.h"
 #include "calendars/linux/EdsCalendarRepository.h"
+
+#include "calendars/CalendarRepositoryError.h"
 #include "support/EdsTestData.h"
 #include "support/EdsTestEnvironment.h"
 
@@ -16,6 +17,7 @@
 
 #include <gtest/gtest.h>
 
+// Qt values in failure messages; after gtest, whose printing templates these overloads join.
 #include "support/QtPrinters.h"
 
 #include <algorithm>
@@ -138,9 +140,9 @@ std::string describe(const MeetingOccurrence& occurrence)
             (occurrence.hasAttendees ? u"yes"_s : u"no"_s),
         u"location: "_s + optional(occurrence.location),
         u"link: "_s + (occurrence.meetingURL ? occurrence.meetingURL->toString() : u"none"_s),
-        u"in calendar: "_s + calendar.identifier + u" \""_s + calendar.title + u"\" of "_s +
-            calendar.sourceIdentifier + u" \""_s + calendar.sourceTitle + u"\", "_s + rawValue(calendar.sourceKind) +
-            u", colour "_s + optional(calendar.colorHex) + (calendar.isSubscribed ? u", subscribed"_s : u""_s) +
+        u"in calendar: "_s + calendar.identifier + u" \""_s + calendar.title + u"\" of "_s + calendar.sourceIdentifier +
+            u" \""_s + calendar.sourceTitle + u"\", "_s + rawValue(calendar.sourceKind) + u", colour "_s +
+            optional(calendar.colorHex) + (calendar.isSubscribed ? u", subscribed"_s : u""_s) +
             (calendar.allowsContentModifications ? u", writable"_s : u", read-only"_s),
     };
     return lines.join(u'\n').toStdString();
@@ -312,10 +314,11 @@ protected:
                                            "DESCRIPTION:Join Zoom Meeting\\nhttps://acme.zoom.us/j/81234567890?pwd=Zm9v"
                                            "\\n\\nMeeting ID: 812 3456 7890\n"
                                            "DTSTART:20300307T090000Z\nDTEND:20300307T100000Z\n"));
-        eds_test::createEvent(work, vevent("UID:planning@orvane.test\nSUMMARY:Quarterly planning\n"
-                                           "LOCATION:Microsoft Teams Meeting\n"
-                                           "URL:https://teams.microsoft.com/l/meetup-join/19%3ameeting_NjA%40thread.v2/0\n"
-                                           "DTSTART:20300307T130000Z\nDTEND:20300307T140000Z\n"));
+        eds_test::createEvent(work,
+                              vevent("UID:planning@orvane.test\nSUMMARY:Quarterly planning\n"
+                                     "LOCATION:Microsoft Teams Meeting\n"
+                                     "URL:https://teams.microsoft.com/l/meetup-join/19%3ameeting_NjA%40thread.v2/0\n"
+                                     "DTSTART:20300307T130000Z\nDTEND:20300307T140000Z\n"));
         eds_test::createEvent(work, vevent("UID:untitled@orvane.test\n"
                                            "DTSTART:20300308T150000Z\nDTEND:20300308T153000Z\n"));
         eds_test::createEvent(work, vevent("UID:next-week@orvane.test\nSUMMARY:Next week\n"
@@ -400,8 +403,8 @@ TEST_F(EdsCalendarRepositoryTest, DailySeriesWithAMovedAndAnExcludedOccurrence)
     EXPECT_EQ(describeAll(standups), describeAll({monday, tuesday, friday}));
 
     // The week of the 18th holds only Thursday's moved occurrence.
-    const auto later = ofSeries(fetch({QString::fromUtf8(workUid)}, {utc(2030, 3, 18), utc(2030, 3, 25)}),
-                                u"standup@orvane.test"_s);
+    const auto later =
+        ofSeries(fetch({QString::fromUtf8(workUid)}, {utc(2030, 3, 18), utc(2030, 3, 25)}), u"standup@orvane.test"_s);
     ASSERT_EQ(later.size(), 1u);
     EXPECT_EQ(later[0].startDate, utc(2030, 3, 21, 8));
     EXPECT_EQ(later[0].identity.occurrenceStart, utc(2030, 3, 7, 8));
@@ -423,9 +426,8 @@ TEST_F(EdsCalendarRepositoryTest, EventsInOtherZonesKeepTheirLocalTime)
     // A zone that only the calendar defines (it is not in the system's zone database).
     const auto pune = ofSeries(occurrences, u"pune@orvane.test"_s);
     ASSERT_EQ(pune.size(), 1u);
-    EXPECT_EQ(describe(pune[0]),
-              describe(workEvent("pune@orvane.test", "Sync with Pune", utc(2030, 3, 5, 9, 30),
-                                 utc(2030, 3, 5, 10, 30))));
+    EXPECT_EQ(describe(pune[0]), describe(workEvent("pune@orvane.test", "Sync with Pune", utc(2030, 3, 5, 9, 30),
+                                                    utc(2030, 3, 5, 10, 30))));
 }
 
 TEST_F(EdsCalendarRepositoryTest, AllDayEventCoversTheUsersDay)
@@ -447,8 +449,7 @@ TEST_F(EdsCalendarRepositoryTest, CancelledDeclinedAndOthersMeetings)
     auto declined = workEvent("pitch@orvane.test", "Vendor pitch", utc(2030, 3, 6, 10), utc(2030, 3, 6, 11));
     declined.participationStatus = MeetingParticipationStatus::declined;
     declined.hasAttendees = true;
-    auto others = workEvent("architecture@orvane.test", "Architecture sync", utc(2030, 3, 6, 13),
-                            utc(2030, 3, 6, 14));
+    auto others = workEvent("architecture@orvane.test", "Architecture sync", utc(2030, 3, 6, 13), utc(2030, 3, 6, 14));
     others.hasAttendees = true;
     auto accepted = workEvent("one-on-one@orvane.test", "1:1 with Bob", utc(2030, 3, 8, 10), utc(2030, 3, 8, 10, 30));
     accepted.participationStatus = MeetingParticipationStatus::accepted;
@@ -507,8 +508,8 @@ TEST_F(EdsCalendarRepositoryTest, TheWholeWeekInOrder)
 
 TEST_F(EdsCalendarRepositoryTest, CalendarsOfOneAccountWithOneTitleHaveNoUniqueFingerprint)
 {
-    const auto occurrences = fetch({QString::fromUtf8(workUid), QString::fromUtf8(teamAUid),
-                                    QString::fromUtf8(teamBUid)});
+    const auto occurrences =
+        fetch({QString::fromUtf8(workUid), QString::fromUtf8(teamAUid), QString::fromUtf8(teamBUid)});
     int lunches = 0;
     for (const auto& occurrence : occurrences) {
         const bool isTeam = occurrence.calendar.title == u"Team"_s;

@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+// Qt values in failure messages; after gtest, whose printing templates these overloads join.
 #include "support/QtPrinters.h"
 
 #include <algorithm>
@@ -145,8 +146,8 @@ private:
     void collect(ICalComponent* calendar)
     {
         m_calendars.push_back(calendar);
-        for (GRef<ICalComponent> event(i_cal_component_get_first_component(calendar, I_CAL_VEVENT_COMPONENT));
-             event; event.reset(i_cal_component_get_next_component(calendar, I_CAL_VEVENT_COMPONENT))) {
+        for (GRef<ICalComponent> event(i_cal_component_get_first_component(calendar, I_CAL_VEVENT_COMPONENT)); event;
+             event.reset(i_cal_component_get_next_component(calendar, I_CAL_VEVENT_COMPONENT))) {
             m_events.emplace_back(i_cal_component_clone(event.get()));
         }
     }
@@ -173,11 +174,11 @@ private:
     mutable std::map<std::string, GRef<ICalTimezone>> m_zones;
 };
 
-#define LOAD_FIXTURE(variable, name)                                                                                  \
-    const auto variable = Calendar::fromFixture(name);                                                                \
-    if (!variable) {                                                                                                  \
-        GTEST_SKIP() << "The shared iCalendar fixtures are not here: " ORVANE_SHARED_FIXTURES_DIR "/ics/" name;      \
-    }                                                                                                                 \
+#define LOAD_FIXTURE(variable, name)                                                                                   \
+    const auto variable = Calendar::fromFixture(name);                                                                 \
+    if (!variable) {                                                                                                   \
+        GTEST_SKIP() << "The shared iCalendar fixtures are not here: " ORVANE_SHARED_FIXTURES_DIR "/ics/" name;        \
+    }                                                                                                                  \
     ASSERT_TRUE(variable->parsed())
 
 /// A calendar of the given VEVENT lines (CRLF added), as one VCALENDAR.
@@ -214,8 +215,7 @@ const QStringList ada = {u"ada@example.org"_s};
 TEST(EdsEventMappingFixtures, ZimbraMonthlySeriesWithExtraDatesExceptionsAndMovedInstances)
 {
     LOAD_FIXTURE(calendar, "icaljs_recur_instances_zimbra.ics");
-    const auto occurrences =
-        calendar->expand({utc(2012, 10, 1), utc(2013, 4, 30)}, {u"calmozilla1@gmail.com"_s});
+    const auto occurrences = calendar->expand({utc(2012, 10, 1), utc(2013, 4, 30)}, {u"calmozilla1@gmail.com"_s});
 
     // First Tuesdays at 10:00 Los Angeles time, extra dates on 11-05 (moved to 11-06 20:00), 11-10 and 11-30, the
     // first instance moved to 15:00, and no instance on the excluded 12-04, 02-05 and 04-02.
@@ -245,8 +245,7 @@ TEST(EdsEventMappingFixtures, ZimbraMonthlySeriesWithExtraDatesExceptionsAndMove
 TEST(EdsEventMappingFixtures, GoogleDailySeriesWithoutEnd)
 {
     LOAD_FIXTURE(calendar, "icaljs_daily_recur_google.ics");
-    const auto occurrences =
-        calendar->expand({utc(2012, 8, 1), utc(2012, 8, 4)}, {u"calmozilla1@gmail.com"_s});
+    const auto occurrences = calendar->expand({utc(2012, 8, 1), utc(2012, 8, 4)}, {u"calmozilla1@gmail.com"_s});
 
     EXPECT_THAT(timings(occurrences), ElementsAre(u"2012-08-01T12:00:00Z – 2012-08-01T13:00:00Z"_s,
                                                   u"2012-08-02T12:00:00Z – 2012-08-02T13:00:00Z"_s,
@@ -435,17 +434,21 @@ TEST(EdsEventMapping, ParticipationIsTheUsersOwnAttendeeAnswer)
         {"found by address, not by position",
          "ATTENDEE;PARTSTAT=DECLINED:mailto:bob@example.org\r\nATTENDEE;PARTSTAT=ACCEPTED:mailto:ada@example.org\r\n",
          ada, MeetingParticipationStatus::accepted},
-        {"the user's second address", "ATTENDEE;PARTSTAT=DECLINED:mailto:ada@work.example\r\n",
-         {u"ada@example.org"_s, u"ada@work.example"_s}, MeetingParticipationStatus::declined},
+        {"the user's second address",
+         "ATTENDEE;PARTSTAT=DECLINED:mailto:ada@work.example\r\n",
+         {u"ada@example.org"_s, u"ada@work.example"_s},
+         MeetingParticipationStatus::declined},
         {"the first of two entries for the user",
          "ATTENDEE;PARTSTAT=DECLINED:mailto:ada@example.org\r\nATTENDEE;PARTSTAT=ACCEPTED:mailto:ada@example.org\r\n",
          ada, MeetingParticipationStatus::declined},
         {"attendees, none of them the user", "ATTENDEE;PARTSTAT=DECLINED:mailto:bob@example.org\r\n", ada,
          MeetingParticipationStatus::unknown},
-        {"an address that only contains the user's", "ATTENDEE;PARTSTAT=DECLINED:mailto:grace.ada@example.org\r\n",
-         ada, MeetingParticipationStatus::unknown},
+        {"an address that only contains the user's", "ATTENDEE;PARTSTAT=DECLINED:mailto:grace.ada@example.org\r\n", ada,
+         MeetingParticipationStatus::unknown},
         {"no attendees", "", ada, MeetingParticipationStatus::unknown},
-        {"the user's addresses are not known", "ATTENDEE;PARTSTAT=DECLINED:mailto:ada@example.org\r\n", {},
+        {"the user's addresses are not known",
+         "ATTENDEE;PARTSTAT=DECLINED:mailto:ada@example.org\r\n",
+         {},
          MeetingParticipationStatus::unknown},
     };
     for (const auto& row : cases) {
@@ -705,6 +708,74 @@ TEST(EdsEventMapping, OccurrencesOverlappingTheIntervalAreIncluded)
     };
     for (const auto& row : cases) {
         EXPECT_EQ(calendar.expand(row.interval).size(), row.count) << row.name;
+    }
+}
+
+gboolean collectInstance(ICalComponent*, ICalTime* start, ICalTime* end, gpointer data, GCancellable*, GError**)
+{
+    auto* lines = static_cast<QStringList*>(data);
+    lines->append(iso(eds::toDate(start, tokyo())) + u" – "_s + iso(eds::toDate(end, tokyo())));
+    return TRUE;
+}
+
+ICalTimezone* builtinZone(const gchar* tzid, gpointer, GCancellable*, GError**)
+{
+    return i_cal_timezone_get_builtin_timezone(tzid);
+}
+
+TEST(EdsEventMapping, LongRunningSeriesGiveTheInstancesOfAWalkFromTheirFirstOne)
+{
+    // Series that began six years before the intervals: the mapping may skip ahead rather than walk from the first
+    // instance, but must land on exactly the instances libecal finds when it walks them all.
+    const char* const series[] = {
+        "DTSTART:20240108T090000Z\nDTEND:20240108T093000Z\nRRULE:FREQ=DAILY",
+        "DTSTART;TZID=Europe/Berlin:20240108T090000\nDTEND;TZID=Europe/Berlin:20240108T093000\n"
+        "RRULE:FREQ=DAILY;INTERVAL=3",
+        "DTSTART;TZID=America/New_York:20240108T090000\nDTEND;TZID=America/New_York:20240108T100000\n"
+        "RRULE:FREQ=DAILY;BYDAY=MO,TU,WE,TH,FR",
+        "DTSTART;TZID=Europe/Berlin:20240108T170000\nDTEND;TZID=Europe/Berlin:20240108T180000\nRRULE:FREQ=WEEKLY",
+        "DTSTART;TZID=Europe/Berlin:20240109T100000\nDURATION:PT45M\nRRULE:FREQ=WEEKLY;INTERVAL=2;BYDAY=TU,TH;WKST=SU",
+        // A first instance on a Wednesday, which the rule (Saturdays) would not produce.
+        "DTSTART;TZID=Europe/Berlin:20240110T080000\nDTEND;TZID=Europe/Berlin:20240110T083000\n"
+        "RRULE:FREQ=WEEKLY;BYDAY=SA",
+        "DTSTART:20240108T120000Z\nDTEND:20240108T130000Z\nRRULE:FREQ=DAILY;UNTIL=20300306T120000Z",
+        "DTSTART;TZID=Europe/Berlin:20240108T140000\nDTEND;TZID=Europe/Berlin:20240108T150000\nRRULE:FREQ=DAILY\n"
+        "EXDATE;TZID=Europe/Berlin:20300305T140000,20301025T140000\n"
+        "RDATE;TZID=Europe/Berlin:20300306T200000,20301026T200000",
+        "DTSTART;VALUE=DATE:20240108\nDTEND;VALUE=DATE:20240109\nRRULE:FREQ=WEEKLY;BYDAY=MO,FR",
+        "DTSTART;TZID=Europe/Berlin:20240108T090000\nDTEND;TZID=Europe/Berlin:20240108T091500\n"
+        "RRULE:FREQ=DAILY;BYHOUR=9,15",
+        // Three days long: the instance that started before an interval still reaches into it.
+        "DTSTART;TZID=Europe/Berlin:20240108T100000\nDTEND;TZID=Europe/Berlin:20240111T100000\nRRULE:FREQ=WEEKLY",
+        "DTSTART:20240108T090000Z\nDTEND:20240108T100000Z\nRRULE:FREQ=WEEKLY;COUNT=400",
+        "DTSTART;TZID=Europe/Berlin:20240108T090000\nDTEND;TZID=Europe/Berlin:20240108T100000\n"
+        "RRULE:FREQ=MONTHLY;BYDAY=1MO",
+    };
+    // New York's and Berlin's switches to daylight saving time, Berlin's switch back, and a Wednesday start.
+    const FetchInterval intervals[] = {
+        {utc(2030, 3, 4), utc(2030, 3, 11)},
+        {utc(2030, 3, 27), utc(2030, 4, 3)},
+        {utc(2030, 10, 24), utc(2030, 10, 31)},
+        {utc(2030, 3, 6, 12), utc(2030, 3, 13)},
+    };
+    for (const char* properties : series) {
+        const QByteArray text = QByteArray("BEGIN:VCALENDAR\r\nBEGIN:VEVENT\r\nUID:long@example.org\r\n") +
+                                QByteArray(properties).replace("\n", "\r\n") + "\r\nEND:VEVENT\r\nEND:VCALENDAR\r\n";
+        const Calendar calendar(text);
+        ASSERT_EQ(calendar.events().size(), 1u) << properties;
+        for (const auto& interval : intervals) {
+            QStringList walked;
+            GRef<ICalTime> from(i_cal_time_new_from_timet_with_zone(time_t(interval.start.unixTime()), FALSE,
+                                                                    i_cal_timezone_get_utc_timezone()));
+            GRef<ICalTime> to(i_cal_time_new_from_timet_with_zone(time_t(interval.end.unixTime()), FALSE,
+                                                                  i_cal_timezone_get_utc_timezone()));
+            ASSERT_TRUE(e_cal_recur_generate_instances_sync(calendar.events().front(), from.get(), to.get(),
+                                                            collectInstance, &walked, builtinZone, nullptr, tokyo(),
+                                                            nullptr, nullptr));
+            EXPECT_EQ(timings(calendar.expand(interval)), walked)
+                << properties << "\nbetween " << iso(interval.start).toStdString() << " and "
+                << iso(interval.end).toStdString();
+        }
     }
 }
 

@@ -5,7 +5,6 @@
 // application does it: through libecal, on the calling thread. Failures throw std::runtime_error.
 
 #include <libecal/libecal.h>
-
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -80,8 +79,8 @@ inline Ref<ECalClient> connectCalendar(ESourceRegistry* registry, const char* ui
         throw std::runtime_error(std::string("no calendar ") + uid);
     }
     GError* error = nullptr;
-    EClient* client = e_cal_client_connect_sync(source.get(), E_CAL_CLIENT_SOURCE_TYPE_EVENTS, guint32(-1),
-                                                nullptr, &error);
+    EClient* client =
+        e_cal_client_connect_sync(source.get(), E_CAL_CLIENT_SOURCE_TYPE_EVENTS, guint32(-1), nullptr, &error);
     check(client != nullptr, error, std::string("opening calendar ") + uid);
     return Ref<ECalClient>(E_CAL_CLIENT(client));
 }

@@ -1,23 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/EdsTestSession.h"
 
-#include <gio/gio.h>
-
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <stdexcept>
-#include <thread>
-#include <vector>
-
 #include <fcntl.h>
+#include <filesystem>
+#include <gio/gio.h>
 #include <poll.h>
+#include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -98,20 +96,36 @@ void reap(pid_t pid, std::chrono::milliseconds patience)
     waitpid(pid, nullptr, 0);
 }
 
+/// Whether `pid` has ended; reaps it when it was this process's child.
+bool hasEnded(pid_t pid)
+{
+    const pid_t reaped = waitpid(pid, nullptr, WNOHANG);
+    if (reaped == pid) {
+        return true;
+    }
+    if (reaped == 0) {
+        return false;
+    }
+    // Not a child of ours: gone, or a zombie that its own parent has yet to reap.
+    const std::string stat = readWhole("/proc/" + std::to_string(pid) + "/stat");
+    const std::size_t commandEnd = stat.rfind(')');
+    return commandEnd == std::string::npos || commandEnd + 2 >= stat.size() || stat[commandEnd + 2] == 'Z';
+}
+
 /// Reaps the services that ended as children of this process (see start()), leaving its other children alone.
 void reapEndedServices()
 {
     for (const pid_t pid : allProcesses()) {
         const std::string stat = readWhole("/proc/" + std::to_string(pid) + "/stat");
         // "pid (comm) state ppid ...", where comm may itself hold spaces and parentheses.
-        const std::size_t open = stat.find('(');
-        const std::size_t close = stat.rfind(')');
-        if (open == std::string::npos || close == std::string::npos || close + 4 > stat.size()) {
+        const std::size_t commandStart = stat.find('(');
+        const std::size_t commandEnd = stat.rfind(')');
+        if (commandStart == std::string::npos || commandEnd == std::string::npos || commandEnd + 4 > stat.size()) {
             continue;
         }
-        const std::string command = stat.substr(open + 1, close - open - 1);
-        const char state = stat[close + 2];
-        const pid_t parent = pid_t(std::atoi(stat.c_str() + close + 4));
+        const std::string command = stat.substr(commandStart + 1, commandEnd - commandStart - 1);
+        const char state = stat[commandEnd + 2];
+        const pid_t parent = pid_t(std::atoi(stat.c_str() + commandEnd + 4));
         if (parent == getpid() && state == 'Z' &&
             (command.starts_with("evolution") || command.starts_with("dbus-daemon"))) {
             waitpid(pid, nullptr, WNOHANG);
@@ -200,8 +214,8 @@ void EdsTestSession::start()
         throw failure("dbus-daemon is not installed");
     }
     const std::string address = "--address=unix:path=" + m_root + "/bus";
-    const char* const argv[] = {program,       "--session",         "--nofork", "--nopidfile",
-                                "--print-address=3", address.c_str(), nullptr};
+    const char* const argv[] = {program,         "--session", "--nofork", "--nopidfile", "--print-address=3",
+                                address.c_str(), nullptr};
     const pid_t parent = getpid();
     m_busPid = fork();
     if (m_busPid == 0) {
@@ -265,23 +279,28 @@ void EdsTestSession::stop()
         return;
     }
     if (m_busPid > 0) {
+        // Everything the bus started. Once the bus is gone they are this process's children (see start()), so their
+        // end can be waited for rather than guessed.
+        std::vector<pid_t> started = processes();
+        std::erase(started, m_busPid);
         kill(m_busPid, SIGTERM);
         reap(m_busPid, 5s);
         m_busPid = -1;
         // The services quit when their bus goes away. Give them time to notice, then ask, then insist.
         for (const int signal : {0, SIGTERM, SIGKILL}) {
-            auto running = processes();
-            for (const pid_t pid : running) {
+            for (const pid_t pid : started) {
                 if (signal != 0) {
                     kill(pid, signal);
                 }
             }
             const auto deadline = std::chrono::steady_clock::now() + 3s;
-            while (!running.empty() && std::chrono::steady_clock::now() < deadline) {
-                std::this_thread::sleep_for(20ms);
-                running = processes();
+            while (!started.empty() && std::chrono::steady_clock::now() < deadline) {
+                std::erase_if(started, hasEnded);
+                if (!started.empty()) {
+                    std::this_thread::sleep_for(10ms);
+                }
             }
-            if (running.empty()) {
+            if (started.empty()) {
                 break;
             }
         }

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 using GDBusConnection = struct _GDBusConnection;

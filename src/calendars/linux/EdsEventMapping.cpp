@@ -7,10 +7,12 @@
 
 #include <libecal/libecal.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -31,6 +33,10 @@ struct Ref {
         if (object != nullptr) {
             g_object_unref(object);
         }
+    }
+    Ref(Ref&& other) noexcept
+        : object(std::exchange(other.object, nullptr))
+    {
     }
     Ref(const Ref&) = delete;
     Ref& operator=(const Ref&) = delete;
@@ -267,6 +273,88 @@ ICalTimezone* resolveZone(const gchar* tzid, gpointer data, GCancellable*, GErro
     return context->resolveZone ? context->resolveZone(tzid) : nullptr;
 }
 
+/// Moves the date-time of the `kind` property of `component` by `days` days of its own (wall-clock) time.
+void moveByDays(ICalComponent* component, ICalPropertyKind kind, int days)
+{
+    Ref<ICalProperty> property(i_cal_component_get_first_property(component, kind));
+    if (!property) {
+        return;
+    }
+    Ref<ICalTime> time(i_cal_property_get_datetime_with_component(property.get(), component));
+    if (!time || i_cal_time_is_null_time(time.get())) {
+        return;
+    }
+    i_cal_time_adjust(time.get(), days, 0, 0, 0);
+    if (kind == I_CAL_DTSTART_PROPERTY) {
+        i_cal_property_set_dtstart(property.get(), time.get());
+    } else {
+        i_cal_property_set_dtend(property.get(), time.get());
+    }
+}
+
+/// A copy of `series` whose first instance is later but whose instances from `notBefore` on are the same; null when
+/// the series needs none or allows none.
+///
+/// Expanding a series walks it from its first instance, so a daily meeting that began years ago costs thousands of
+/// steps (each one a calendar computation in libical) on every fetch. A DAILY or WEEKLY rule without COUNT repeats
+/// exactly every INTERVAL days or weeks of its own local time, whatever its BYDAY, BYHOUR or UNTIL: moving its start
+/// by a whole number of those periods keeps every later instance. The new start stays far enough before `notBefore`
+/// (the length of one instance, plus two days for zone offsets and daylight saving time) that an instance reaching
+/// into the interval is still produced, and that a first instance the rule itself would not produce (a DTSTART off
+/// its BYDAY) never lands inside it.
+Ref<ICalComponent> fastForwarded(ICalComponent* series, Date notBefore, const CalendarContext& context)
+{
+    if (i_cal_component_count_properties(series, I_CAL_RRULE_PROPERTY) != 1 ||
+        hasProperty(series, I_CAL_EXRULE_PROPERTY)) {
+        return Ref<ICalComponent>(nullptr);
+    }
+    int periodDays = 0;
+    {
+        Ref<ICalProperty> property(i_cal_component_get_first_property(series, I_CAL_RRULE_PROPERTY));
+        Ref<ICalRecurrence> rule(i_cal_property_get_rrule(property.get()));
+        if (!rule || i_cal_recurrence_get_count(rule.get()) != 0) {
+            return Ref<ICalComponent>(nullptr);
+        }
+        const int interval = std::max(1, int(i_cal_recurrence_get_interval(rule.get())));
+        switch (i_cal_recurrence_get_freq(rule.get())) {
+        case I_CAL_DAILY_RECURRENCE:
+            periodDays = interval;
+            break;
+        case I_CAL_WEEKLY_RECURRENCE:
+            periodDays = 7 * interval;
+            break;
+        default:
+            return Ref<ICalComponent>(nullptr);
+        }
+    }
+    Ref<ICalTime> start(i_cal_component_get_dtstart(series));
+    if (!start || i_cal_time_is_null_time(start.get())) {
+        return Ref<ICalComponent>(nullptr);
+    }
+    attachZone(start.get(), series, I_CAL_DTSTART_PROPERTY, context);
+    const Date first = toDate(start.get(), context.defaultZone);
+    double length = 0;
+    if (Ref<ICalTime> end(i_cal_component_get_dtend(series)); end && !i_cal_time_is_null_time(end.get())) {
+        if (hasProperty(series, I_CAL_DTEND_PROPERTY)) {
+            attachZone(end.get(), series, I_CAL_DTEND_PROPERTY, context);
+        } else if (!i_cal_time_is_utc(end.get()) && i_cal_time_get_timezone(end.get()) == nullptr) {
+            i_cal_time_set_timezone(end.get(), i_cal_time_get_timezone(start.get()));
+        }
+        length = std::max(0.0, toDate(end.get(), context.defaultZone) - first);
+    }
+    constexpr double day = 86'400;
+    const double lead = notBefore - first - length - 2 * day;
+    const double periods = std::floor(lead / (periodDays * day));
+    if (!(periods >= 1) || periods * periodDays > 1'000'000) {
+        return Ref<ICalComponent>(nullptr);
+    }
+    const int days = int(periods) * periodDays;
+    Ref<ICalComponent> moved(i_cal_component_clone(series));
+    moveByDays(moved.get(), I_CAL_DTSTART_PROPERTY, days);
+    moveByDays(moved.get(), I_CAL_DTEND_PROPERTY, days);
+    return moved;
+}
+
 bool overlaps(Date start, Date end, FetchInterval interval)
 {
     return start <= interval.end && (end > interval.start || start >= interval.start);
@@ -298,8 +386,10 @@ std::vector<MeetingOccurrence> expandEvents(const std::vector<ICalComponent*>& e
         if (isSeries) {
             const auto replaced = replacedByUid.find(QString::fromUtf8(i_cal_component_get_uid(event)));
             Expansion expansion{&context, replaced == replacedByUid.end() ? &none : &replaced->second, &result};
+            const Ref<ICalComponent> later = fastForwarded(event, interval.start, context);
             GError* error = nullptr;
-            if (!e_cal_recur_generate_instances_sync(event, from.get(), to.get(), addGeneratedInstance, &expansion,
+            if (!e_cal_recur_generate_instances_sync(later ? later.get() : event, from.get(), to.get(),
+                                                     addGeneratedInstance, &expansion,
                                                      resolveZone, const_cast<CalendarContext*>(&context),
                                                      context.defaultZone, nullptr, &error)) {
                 const std::string message = error != nullptr ? error->message : "unknown error";
