@@ -64,8 +64,8 @@ public:
 private:
     void arm()
     {
-        const itimerspec spec{{0, 0}, toTimespec(m_unixTime)};
-        if (timerfd_settime(m_fd, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &spec, nullptr) != 0) {
+        const itimerspec expiry{{0, 0}, toTimespec(m_unixTime)};
+        if (timerfd_settime(m_fd, TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &expiry, nullptr) != 0) {
             qFatal("timerfd_settime failed: %s", strerror(errno));
         }
     }
