@@ -4,12 +4,11 @@
 
 #include "domain/ExclusionMatcher.h"
 #include "domain/MeetingPolicy.h"
+#include "support/BenchmarkCalendars.h"
 
 #include <QString>
 
 #include <benchmark/benchmark.h>
-
-#include "support/BenchmarkCalendars.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -5,13 +5,12 @@
 
 #include "domain/ExclusionMatcher.h"
 #include "domain/MeetingPolicy.h"
+#include "support/BenchmarkCalendars.h"
 
 #include <QString>
 #include <QUuid>
 
 #include <benchmark/benchmark.h>
-
-#include "support/BenchmarkCalendars.h"
 
 #include <algorithm>
 #include <cstdint>

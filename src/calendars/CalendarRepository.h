@@ -8,7 +8,6 @@
 
 #include <QObject>
 #include <QSet>
-
 #include <qcoro/qcorotask.h>
 
 namespace orvane {

@@ -22,9 +22,7 @@ QString CalendarRepositoryError::description() const
                 return u"The requested period is longer than %1 days."_s.arg(error.maximum / 86'400);
             },
             [](const InvalidInterval&) { return u"The requested period is empty."_s; },
-            [](const ServiceFailed& error) {
-                return u"The desktop calendar service failed: %1"_s.arg(error.message);
-            },
+            [](const ServiceFailed& error) { return u"The desktop calendar service failed: %1"_s.arg(error.message); },
         },
         m_value);
 }

@@ -21,8 +21,7 @@ bool overlaps(const MeetingOccurrence& occurrence, FetchInterval interval)
 
 } // namespace
 
-CompositeCalendarRepository::CompositeCalendarRepository(SettingsStoring& settings, const Clock& clock,
-                                                         QObject* parent)
+CompositeCalendarRepository::CompositeCalendarRepository(SettingsStoring& settings, const Clock& clock, QObject* parent)
     : CalendarProviding(parent)
     , m_settings(settings)
     , m_clock(clock)
@@ -161,7 +160,8 @@ QCoro::Task<std::vector<MeetingOccurrence>> CompositeCalendarRepository::occurre
             merged.push_back(occurrence);
             auto& identity = merged.back().identity;
             const auto& calendar = occurrence.calendar;
-            identity.calendarFingerprint = CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title};
+            identity.calendarFingerprint =
+                CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title};
             identity.calendarFingerprintIsUnique =
                 lookAlikes[{int(calendar.sourceKind), calendar.sourceTitle, calendar.title}] <= 1;
         }

@@ -4,7 +4,6 @@
 #include <QFuture>
 #include <QPromise>
 #include <QTimer>
-
 #include <qcoro/qcorofuture.h>
 #include <qcoro/qcorotask.h>
 

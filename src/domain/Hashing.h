@@ -55,5 +55,5 @@ std::size_t hashFields(const Fields&... fields)
 #define ORVANE_DECLARE_STD_HASH(Type)                                                                                  \
     template <>                                                                                                        \
     struct std::hash<Type> {                                                                                           \
-        std::size_t operator()(const Type& value) const noexcept { return ::orvane::hash(value); }                              \
+        std::size_t operator()(const Type& value) const noexcept { return ::orvane::hash(value); }                     \
     }

@@ -71,7 +71,7 @@ void writeDouble(QByteArray& out, double value)
     char buffer[400];
     const double magnitude = std::fabs(value);
     const auto format = (magnitude == 0 || (magnitude >= 1e-6 && magnitude < 1e16)) ? std::chars_format::fixed
-                                                                                      : std::chars_format::scientific;
+                                                                                    : std::chars_format::scientific;
     const auto result = std::to_chars(std::begin(buffer), std::end(buffer), value, format);
     out.append(buffer, result.ptr - buffer);
 }
@@ -210,8 +210,8 @@ void Decoder::fail(DecodingError::Kind kind, const QString& debugDescription, QS
 void Decoder::expectType(QJsonValue::Type expected, const char* expectedName) const
 {
     if (m_value.type() != expected) {
-        fail(DecodingError::Kind::typeMismatch,
-             QStringLiteral("Expected %1 but found %2 instead.").arg(QLatin1StringView(expectedName), typeName(m_value)));
+        fail(DecodingError::Kind::typeMismatch, QStringLiteral("Expected %1 but found %2 instead.")
+                                                    .arg(QLatin1StringView(expectedName), typeName(m_value)));
     }
 }
 

@@ -40,14 +40,38 @@ class Value {
 public:
     Value() = default;
     Value(std::nullptr_t) {}
-    Value(bool value) : m_value(value) {}
-    Value(double value) : m_value(value) {}
-    Value(qint64 value) : m_value(value) {}
-    Value(int value) : m_value(qint64{value}) {}
-    Value(QString value) : m_value(std::move(value)) {}
-    Value(const char16_t* value) : m_value(QString::fromUtf16(value)) {}
-    Value(Array value) : m_value(std::move(value)) {}
-    Value(Object value) : m_value(std::move(value)) {}
+    Value(bool value)
+        : m_value(value)
+    {
+    }
+    Value(double value)
+        : m_value(value)
+    {
+    }
+    Value(qint64 value)
+        : m_value(value)
+    {
+    }
+    Value(int value)
+        : m_value(qint64{value})
+    {
+    }
+    Value(QString value)
+        : m_value(std::move(value))
+    {
+    }
+    Value(const char16_t* value)
+        : m_value(QString::fromUtf16(value))
+    {
+    }
+    Value(Array value)
+        : m_value(std::move(value))
+    {
+    }
+    Value(Object value)
+        : m_value(std::move(value))
+    {
+    }
 
     using Storage = std::variant<std::nullptr_t, bool, double, qint64, QString, Array, Object>;
     const Storage& storage() const { return m_value; }
@@ -105,7 +129,8 @@ private:
 };
 
 template <class T>
-struct Tag {};
+struct Tag {
+};
 
 /// One value of a parsed document, at a coding path.
 class Decoder {
@@ -167,10 +192,22 @@ QJsonValue parse(const QByteArray& bytes);
 
 // Coding of the primitive types.
 
-inline Value toJson(bool value) { return value; }
-inline Value toJson(double value) { return value; }
-inline Value toJson(qint64 value) { return value; }
-inline Value toJson(const QString& value) { return value; }
+inline Value toJson(bool value)
+{
+    return value;
+}
+inline Value toJson(double value)
+{
+    return value;
+}
+inline Value toJson(qint64 value)
+{
+    return value;
+}
+inline Value toJson(const QString& value)
+{
+    return value;
+}
 
 bool fromJson(const Decoder& decoder, Tag<bool>);
 double fromJson(const Decoder& decoder, Tag<double>);
@@ -208,7 +245,8 @@ std::vector<T> fromJson(const Decoder& decoder, Tag<std::vector<T>>)
         path.append(QStringLiteral("Index %1").arg(index));
         const Decoder element(array.at(index), std::move(path));
         if (element.value().isNull()) {
-            element.fail(DecodingError::Kind::valueNotFound, QStringLiteral("Expected a value but found null instead."));
+            element.fail(DecodingError::Kind::valueNotFound,
+                         QStringLiteral("Expected a value but found null instead."));
         }
         result.push_back(element.decode<T>());
     }
@@ -248,8 +286,9 @@ E fromJson(const json::Decoder& decoder, json::Tag<E>)
     if (auto value = fromRawValue<E>(raw)) {
         return *value;
     }
-    decoder.fail(json::DecodingError::Kind::dataCorrupted, QStringLiteral("Cannot initialize %1 from invalid String value %2")
-                                                         .arg(QLatin1StringView(RawValues<E>::name), raw));
+    decoder.fail(json::DecodingError::Kind::dataCorrupted,
+                 QStringLiteral("Cannot initialize %1 from invalid String value %2")
+                     .arg(QLatin1StringView(RawValues<E>::name), raw));
 }
 
 } // namespace orvane

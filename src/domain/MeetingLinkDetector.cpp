@@ -117,9 +117,8 @@ bool isRecognizedMeetingLink(const QUrl& url)
     const QString host = url.host().toLower();
     for (const auto& entry : recognizedHosts) {
         const QStringView recognized(entry.host);
-        if (host == recognized ||
-            (host.size() > recognized.size() && host.endsWith(recognized) &&
-             host[host.size() - recognized.size() - 1] == u'.')) {
+        if (host == recognized || (host.size() > recognized.size() && host.endsWith(recognized) &&
+                                   host[host.size() - recognized.size() - 1] == u'.')) {
             return true;
         }
     }

@@ -8,8 +8,8 @@ namespace orvane {
 std::size_t hash(const MeetingOccurrence& value)
 {
     return hashFields(value.identity, value.title, value.startDate, value.endDate, value.isAllDay, value.isCanceled,
-                      value.participationStatus, value.hasAttendees, value.location, value.isRecurring,
-                      value.calendar, value.meetingURL);
+                      value.participationStatus, value.hasAttendees, value.location, value.isRecurring, value.calendar,
+                      value.meetingURL);
 }
 
 json::Value toJson(const MeetingOccurrence& value)

@@ -25,7 +25,7 @@ bool isInSelectedCalendar(const MeetingOccurrence& occurrence, const NotifierSet
 
 template <class Excluded>
 bool MeetingPolicy::passesRules(const MeetingOccurrence& occurrence, const NotifierSettings& settings,
-                               const Excluded& isExcluded)
+                                const Excluded& isExcluded)
 {
     if (occurrence.isAllDay || occurrence.isCanceled ||
         occurrence.participationStatus == MeetingParticipationStatus::declined) {
@@ -50,7 +50,7 @@ bool MeetingPolicy::isEligible(const MeetingOccurrence& occurrence, const Notifi
                                const ExclusionMatcher& exclusions) const
 {
     return passesRules(occurrence, settings,
-                      [&](const MeetingIdentity& identity) { return exclusions.isExcluded(identity); });
+                       [&](const MeetingIdentity& identity) { return exclusions.isExcluded(identity); });
 }
 
 bool MeetingPolicy::isEligible(const MeetingOccurrence& occurrence, const NotifierSettings& settings,
@@ -87,8 +87,9 @@ MeetingSchedule MeetingPolicy::makeSchedule(std::span<const MeetingOccurrence> o
             eligible.push_back(&occurrence);
         }
     }
-    std::stable_sort(eligible.begin(), eligible.end(),
-                     [](const MeetingOccurrence* lhs, const MeetingOccurrence* rhs) { return occursBefore(*lhs, *rhs); });
+    std::stable_sort(eligible.begin(), eligible.end(), [](const MeetingOccurrence* lhs, const MeetingOccurrence* rhs) {
+        return occursBefore(*lhs, *rhs);
+    });
 
     MeetingSchedule schedule;
     const std::size_t listed = std::min(eligible.size(), MeetingSchedule::upcomingLimit);

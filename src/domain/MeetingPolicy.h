@@ -42,7 +42,7 @@ struct MeetingPolicy {
 private:
     template <class Excluded>
     static bool passesRules(const MeetingOccurrence& occurrence, const NotifierSettings& settings,
-                           const Excluded& isExcluded);
+                            const Excluded& isExcluded);
 };
 
 } // namespace orvane

@@ -35,7 +35,8 @@ NotifierSettings fromJson(const json::Decoder& decoder, json::Tag<NotifierSettin
     }
 
     if (decoder.contains(u"selectedCalendars")) {
-        settings.selectedCalendars = decoder.decodeIfPresent<std::vector<CalendarSelectionRecord>>(u"selectedCalendars");
+        settings.selectedCalendars =
+            decoder.decodeIfPresent<std::vector<CalendarSelectionRecord>>(u"selectedCalendars");
     } else if (decoder.contains(u"enabledCalendarIdentifiers")) {
         auto identifiers = decoder.decode<std::vector<QString>>(u"enabledCalendarIdentifiers");
         std::sort(identifiers.begin(), identifiers.end());

@@ -20,7 +20,8 @@ template <class E>
 struct RawValues;
 
 template <class E>
-concept RawValueEnum = requires {
+concept RawValueEnum = requires
+{
     RawValues<E>::name;
     RawValues<E>::cases;
 };

@@ -23,9 +23,7 @@ QString PersistenceStoreError::description() const
             },
             [](const EncodingFailed&) { return u"The change could not be encoded, so nothing was saved."_s; },
             [](const RecoveryNotRequired&) { return u"This stored record is readable and does not need a reset."_s; },
-            [](const AtomicBatchUnsupported&) {
-                return u"These stores cannot save several records in one step."_s;
-            },
+            [](const AtomicBatchUnsupported&) { return u"These stores cannot save several records in one step."_s; },
             [](const InvalidIdentityMigration&) {
                 return u"A calendar identity update was not valid, so nothing was changed."_s;
             },

@@ -12,7 +12,8 @@ Header fromJson(const json::Decoder& decoder, json::Tag<Header>)
     return {decoder.decode<qint64>(u"schemaVersion")};
 }
 
-std::optional<PersistenceReadFailure> classifyEnvelope(const QVariant& stored, std::span<const qint64> supportedVersions)
+std::optional<PersistenceReadFailure> classifyEnvelope(const QVariant& stored,
+                                                       std::span<const qint64> supportedVersions)
 {
     if (stored.typeId() != QMetaType::QByteArray) {
         return PersistenceReadFailure{PersistenceReadFailure::InvalidStoredType{}};

@@ -41,7 +41,8 @@ struct ReadResult {
 };
 
 /// Why a stored object is unreadable before its payload is looked at; nothing when it has a supported version.
-std::optional<PersistenceReadFailure> classifyEnvelope(const QVariant& stored, std::span<const qint64> supportedVersions);
+std::optional<PersistenceReadFailure> classifyEnvelope(const QVariant& stored,
+                                                       std::span<const qint64> supportedVersions);
 
 /// Reads and classifies the record under `key`: absent, not a blob, no header, unsupported version, undecodable
 /// payload, or loaded. The first failing step decides.

@@ -41,11 +41,9 @@ VersionedDefaults::PreparedChange VersionedRecord::prepareReset(const json::Valu
     return encodeChange(emptyPayload, std::move(apply));
 }
 
-VersionedDefaults::PreparedChange VersionedRecord::encodeChange(const json::Value& payload,
-                                                                std::function<void()> apply)
+VersionedDefaults::PreparedChange VersionedRecord::encodeChange(const json::Value& payload, std::function<void()> apply)
 {
-    return {m_key, VersionedDefaults::encode(currentSchemaVersion(), payload),
-            [this, apply = std::move(apply)] {
+    return {m_key, VersionedDefaults::encode(currentSchemaVersion(), payload), [this, apply = std::move(apply)] {
                 apply();
                 m_readState = PersistenceReadState::loaded(currentSchemaVersion());
             }};

@@ -163,9 +163,8 @@ QCoro::Task<> AlertScheduler::refresh()
 
     m_consecutiveFetchFailures = 0;
     const Date now = m_clock.now();
-    const auto schedule =
-        m_policy.makeSchedule(occurrences, settings, m_exclusionStore.matcher(), m_deliveryStore.records(),
-                              m_deliveryStore.snoozes(), now);
+    const auto schedule = m_policy.makeSchedule(occurrences, settings, m_exclusionStore.matcher(),
+                                                m_deliveryStore.records(), m_deliveryStore.snoozes(), now);
     m_upcoming = schedule.upcoming;
 
     if (m_reconciler != nullptr) {
@@ -239,8 +238,8 @@ void AlertScheduler::pause(const std::vector<PersistenceIssue>& issues)
     m_isRefreshing = false;
     emitStateChanged();
     for (const auto& issue : issues) {
-        emitEvent({AlertSchedulerEvent::Failed{{AlertSchedulerFailure::Operation::readingPersistence,
-                                                 issue.failure.message(), issue, nullptr}}});
+        emitEvent({AlertSchedulerEvent::Failed{
+            {AlertSchedulerFailure::Operation::readingPersistence, issue.failure.message(), issue, nullptr}}});
     }
 }
 
@@ -389,7 +388,8 @@ void AlertScheduler::exclude(const MeetingIdentity& identity, ExclusionScope sco
             emitFailure(AlertSchedulerFailure::Operation::recordingDelivery);
         }
     }
-    removeActive([&](const ScheduledAlert& alert) { return ExclusionMatcher::matches(record, alert.occurrence.identity); });
+    removeActive(
+        [&](const ScheduledAlert& alert) { return ExclusionMatcher::matches(record, alert.occurrence.identity); });
     emitStateChanged();
     startRefresh();
 }

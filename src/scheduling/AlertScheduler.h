@@ -14,7 +14,6 @@
 
 #include <QMetaObject>
 #include <QObject>
-
 #include <qcoro/qcorotask.h>
 
 #include <functional>

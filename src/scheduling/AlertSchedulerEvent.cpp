@@ -34,18 +34,13 @@ AlertSchedulerActionError::AlertSchedulerActionError(Case value)
 
 QString AlertSchedulerActionError::description() const
 {
-    return std::visit(Overloaded{
-                          [](const PersistenceRecoveryRequired&) {
-                              return QString::fromUtf16(persistencePausedMessage);
-                          },
-                          [](const OccurrenceIsNotActive&) {
-                              return u"This meeting's alert is no longer active."_s;
-                          },
-                          [](const SnoozeMustBeInTheFuture&) {
-                              return u"A snooze must end in the future."_s;
-                          },
-                      },
-                      m_value);
+    return std::visit(
+        Overloaded{
+            [](const PersistenceRecoveryRequired&) { return QString::fromUtf16(persistencePausedMessage); },
+            [](const OccurrenceIsNotActive&) { return u"This meeting's alert is no longer active."_s; },
+            [](const SnoozeMustBeInTheFuture&) { return u"A snooze must end in the future."_s; },
+        },
+        m_value);
 }
 
 const char* AlertSchedulerActionError::what() const noexcept

@@ -5,7 +5,6 @@
 #include "domain/MeetingSchedule.h"
 
 #include <QObject>
-
 #include <qcoro/qcorotask.h>
 
 #include <vector>

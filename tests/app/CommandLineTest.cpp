@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "app/BundleInfo.h"
 #include "app/CommandLine.h"
 
-#include <gtest/gtest.h>
-
+#include "app/BundleInfo.h"
 #include "support/QtPrinters.h"
+
+#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 using orvane::BundleInfo;

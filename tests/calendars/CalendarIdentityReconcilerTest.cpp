@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "calendars/CalendarIdentityReconciler.h"
+
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/PersistenceStoreError.h"
 #include "persistence/SettingsStore.h"
-
-#include <gtest/gtest.h>
-
 #include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "support/TemporaryDefaults.h"
+
+#include <gtest/gtest.h>
 
 #include <memory>
 

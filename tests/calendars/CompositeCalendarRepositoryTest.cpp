@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "calendars/CompositeCalendarRepository.h"
+
+#include "fakes/FakeCalendarSource.h"
+#include "fakes/FakeClock.h"
 #include "persistence/SettingsStore.h"
+#include "support/MeetingFixtures.h"
+#include "support/QtPrinters.h"
+#include "support/RunTask.h"
+#include "support/TemporaryDefaults.h"
 
 #include <QCoreApplication>
 #include <QSignalSpy>
 
 #include <gtest/gtest.h>
-
-#include "fakes/FakeCalendarSource.h"
-#include "fakes/FakeClock.h"
-#include "support/MeetingFixtures.h"
-#include "support/QtPrinters.h"
-#include "support/RunTask.h"
-#include "support/TemporaryDefaults.h"
 
 using namespace Qt::StringLiterals;
 using namespace orvane;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "domain/Json.h"
+
 #include "domain/CalendarAuthorizationState.h"
 #include "domain/CalendarSourceKind.h"
 #include "domain/Date.h"
-#include "domain/Json.h"
 #include "domain/MeetingParticipationStatus.h"
+#include "support/QtPrinters.h"
 
 #include <QJsonDocument>
-
-#include "support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 
@@ -46,9 +46,15 @@ TEST(JsonWriting, NumbersAreShortestAndReadBackExactly)
         const char* text;
     };
     const Case cases[] = {
-        {0, "0"},           {-0.0, "-0"},          {7200, "7200"},         {785'000'000, "785000000"},
-        {0.1, "0.1"},       {785000000.125, "785000000.125"},              {-1.5, "-1.5"},
-        {1e21, "1e+21"},    {1.5e-9, "1.5e-09"},
+        {0, "0"},
+        {-0.0, "-0"},
+        {7200, "7200"},
+        {785'000'000, "785000000"},
+        {0.1, "0.1"},
+        {785000000.125, "785000000.125"},
+        {-1.5, "-1.5"},
+        {1e21, "1e+21"},
+        {1.5e-9, "1.5e-09"},
     };
     for (const auto& [value, text] : cases) {
         EXPECT_EQ(json::serialize(value), QByteArray(text)) << value;
@@ -103,8 +109,7 @@ QByteArray probeWith(const char* key, const char* replacement)
     if (replacement == nullptr) {
         document.remove(QString::fromLatin1(key));
     } else {
-        document.insert(QString::fromLatin1(key),
-                        json::parse(QByteArray("[") + replacement + "]").toArray().at(0));
+        document.insert(QString::fromLatin1(key), json::parse(QByteArray("[") + replacement + "]").toArray().at(0));
     }
     return QJsonDocument(document).toJson(QJsonDocument::Compact);
 }
@@ -134,12 +139,14 @@ INSTANTIATE_TEST_SUITE_P(
         DecodeFailure{"relativeURL", probeWith("link", "\"/j/1\""), Kind::dataCorrupted, {u"link"_s}},
         DecodeFailure{"emptyURL", probeWith("link", "\"\""), Kind::dataCorrupted, {u"link"_s}},
         DecodeFailure{"badUUID", probeWith("id", "\"E621E1F8-C36C-495A-93FC\""), Kind::dataCorrupted, {u"id"_s}},
-        DecodeFailure{"bracedUUID", probeWith("id", "\"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}\""),
-                      Kind::dataCorrupted, {u"id"_s}},
+        DecodeFailure{"bracedUUID",
+                      probeWith("id", "\"{E621E1F8-C36C-495A-93FC-0C247A3E6E5F}\""),
+                      Kind::dataCorrupted,
+                      {u"id"_s}},
         DecodeFailure{"unknownCase", probeWith("kind", "\"CalDAV\""), Kind::dataCorrupted, {u"kind"_s}},
         DecodeFailure{"numberForBool", probeWith("flags", "[1]"), Kind::typeMismatch, {u"flags"_s, u"Index 0"_s}},
-        DecodeFailure{"nullElement", probeWith("flags", "[true,null]"), Kind::valueNotFound,
-                      {u"flags"_s, u"Index 1"_s}}),
+        DecodeFailure{
+            "nullElement", probeWith("flags", "[true,null]"), Kind::valueNotFound, {u"flags"_s, u"Index 1"_s}}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(JsonDecoding, ReadsValidValues)

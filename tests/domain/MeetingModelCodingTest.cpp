@@ -3,10 +3,9 @@
 #include "domain/ExclusionRecord.h"
 #include "domain/MeetingOccurrence.h"
 #include "domain/NotifierSettings.h"
+#include "support/QtPrinters.h"
 
 #include <QJsonDocument>
-
-#include "support/QtPrinters.h"
 
 #include <gtest/gtest.h>
 
@@ -78,18 +77,19 @@ QByteArray edited(const QByteArray& document, const QStringList& path, const QSt
 
 TEST(MeetingOccurrenceCoding, WritesEveryKeyInDeclarationOrderWithTheDeclinedFlag)
 {
-    EXPECT_EQ(encoded(standup()),
-              QByteArray(R"({"identity":{"sourceIdentifier":"src-1","calendarIdentifier":"cal-1",)"
-                         R"("seriesIdentifier":"external:abc@google.com","calendarFingerprint":{"sourceKind":"google",)"
-                         R"("sourceTitle":"ada@example.com","calendarTitle":"Work"},"calendarFingerprintIsUnique":true,)"
-                         R"("occurrenceStart":785000000,"scheduledStart":785000900},"title":"Stand-up",)"
-                         R"("startDate":785000900,"endDate":785001800,"isAllDay":false,"isCanceled":false,)"
-                         R"("participationStatus":"declined","isDeclined":true,"hasAttendees":true,)"
-                         R"("location":"Room 4","isRecurring":true,"calendar":{"identifier":"cal-1","title":"Work",)"
-                         R"("sourceIdentifier":"src-1","sourceTitle":"ada@example.com","sourceKind":"google",)"
-                         R"("colorHex":"#1A73E8","isSubscribed":false,"allowsContentModifications":true},)"
-                         R"("meetingURL":"https:\/\/meet.google.com\/abc-defg-hij"})")
-                  .replace("\\/", "/"));
+    EXPECT_EQ(
+        encoded(standup()),
+        QByteArray(R"({"identity":{"sourceIdentifier":"src-1","calendarIdentifier":"cal-1",)"
+                   R"("seriesIdentifier":"external:abc@google.com","calendarFingerprint":{"sourceKind":"google",)"
+                   R"("sourceTitle":"ada@example.com","calendarTitle":"Work"},"calendarFingerprintIsUnique":true,)"
+                   R"("occurrenceStart":785000000,"scheduledStart":785000900},"title":"Stand-up",)"
+                   R"("startDate":785000900,"endDate":785001800,"isAllDay":false,"isCanceled":false,)"
+                   R"("participationStatus":"declined","isDeclined":true,"hasAttendees":true,)"
+                   R"("location":"Room 4","isRecurring":true,"calendar":{"identifier":"cal-1","title":"Work",)"
+                   R"("sourceIdentifier":"src-1","sourceTitle":"ada@example.com","sourceKind":"google",)"
+                   R"("colorHex":"#1A73E8","isSubscribed":false,"allowsContentModifications":true},)"
+                   R"("meetingURL":"https:\/\/meet.google.com\/abc-defg-hij"})")
+            .replace("\\/", "/"));
 }
 
 TEST(MeetingOccurrenceCoding, LeavesOutAbsentOptionals)
@@ -146,8 +146,8 @@ TEST_P(MeetingOccurrenceLegacy, ReadsOlderRecords)
 INSTANTIATE_TEST_SUITE_P(
     Table, MeetingOccurrenceLegacy,
     ::testing::Values(
-        LegacyOccurrence{"declinedFlagOnly", {{u"participationStatus"_s, nullptr}}, MeetingParticipationStatus::declined,
-                         true},
+        LegacyOccurrence{
+            "declinedFlagOnly", {{u"participationStatus"_s, nullptr}}, MeetingParticipationStatus::declined, true},
         LegacyOccurrence{"neitherKey",
                          {{u"participationStatus"_s, nullptr}, {u"isDeclined"_s, nullptr}},
                          MeetingParticipationStatus::unknown,
@@ -199,17 +199,18 @@ TEST_P(MeetingOccurrenceRequiredKey, MissingKeyFailsWithItsPath)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Table, MeetingOccurrenceRequiredKey,
-    ::testing::Values(MissingKey{{}, u"identity"_s}, MissingKey{{}, u"title"_s}, MissingKey{{}, u"startDate"_s},
-                      MissingKey{{}, u"endDate"_s}, MissingKey{{}, u"isAllDay"_s}, MissingKey{{}, u"isCanceled"_s},
-                      MissingKey{{}, u"hasAttendees"_s}, MissingKey{{}, u"calendar"_s},
-                      MissingKey{{u"identity"_s}, u"calendarIdentifier"_s},
-                      MissingKey{{u"identity"_s}, u"seriesIdentifier"_s},
-                      MissingKey{{u"identity"_s}, u"occurrenceStart"_s},
-                      MissingKey{{u"identity"_s, u"calendarFingerprint"_s}, u"calendarTitle"_s},
-                      MissingKey{{u"calendar"_s}, u"identifier"_s}, MissingKey{{u"calendar"_s}, u"sourceKind"_s},
-                      MissingKey{{u"calendar"_s}, u"allowsContentModifications"_s}));
+INSTANTIATE_TEST_SUITE_P(Table, MeetingOccurrenceRequiredKey,
+                         ::testing::Values(MissingKey{{}, u"identity"_s}, MissingKey{{}, u"title"_s},
+                                           MissingKey{{}, u"startDate"_s}, MissingKey{{}, u"endDate"_s},
+                                           MissingKey{{}, u"isAllDay"_s}, MissingKey{{}, u"isCanceled"_s},
+                                           MissingKey{{}, u"hasAttendees"_s}, MissingKey{{}, u"calendar"_s},
+                                           MissingKey{{u"identity"_s}, u"calendarIdentifier"_s},
+                                           MissingKey{{u"identity"_s}, u"seriesIdentifier"_s},
+                                           MissingKey{{u"identity"_s}, u"occurrenceStart"_s},
+                                           MissingKey{{u"identity"_s, u"calendarFingerprint"_s}, u"calendarTitle"_s},
+                                           MissingKey{{u"calendar"_s}, u"identifier"_s},
+                                           MissingKey{{u"calendar"_s}, u"sourceKind"_s},
+                                           MissingKey{{u"calendar"_s}, u"allowsContentModifications"_s}));
 
 TEST(CalendarFingerprint, IsCompleteOnlyWithBothTitlesAfterTrimming)
 {
@@ -219,8 +220,9 @@ TEST(CalendarFingerprint, IsCompleteOnlyWithBothTitlesAfterTrimming)
         bool complete;
     };
     const Case cases[] = {
-        {u"iCloud"_s, u"Work"_s, true},       {u""_s, u"Work"_s, false},           {u"iCloud"_s, u" \n\t"_s, false},
-        {u"\n"_s, u"Work"_s, false},           {u" iCloud "_s, u"\u00a0Work"_s, true},
+        {u"iCloud"_s, u"Work"_s, true},         {u""_s, u"Work"_s, false},
+        {u"iCloud"_s, u" \n\t"_s, false},       {u"\n"_s, u"Work"_s, false},
+        {u" iCloud "_s, u"\u00a0Work"_s, true},
     };
     for (const auto& [sourceTitle, calendarTitle, complete] : cases) {
         EXPECT_EQ((CalendarFingerprint{CalendarSourceKind::calDAV, sourceTitle, calendarTitle}.isComplete()), complete)

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "scheduling/AlertTimerScheduling.h"
-
 #include "fakes/FakeClock.h"
+#include "scheduling/AlertTimerScheduling.h"
 
 #include <algorithm>
 #include <memory>

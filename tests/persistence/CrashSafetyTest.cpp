@@ -3,6 +3,8 @@
 // before or after one of the writer's writes, never a mix and never nothing, and nothing it reported as saved is lost.
 #include "CrashWriterSteps.h"
 #include "persistence/SettingsDefaultsDatabase.h"
+#include "support/QtPrinters.h"
+#include "support/ReadStateAssertion.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -13,10 +15,6 @@
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
-
-#include "support/ReadStateAssertion.h"
-
-#include "support/QtPrinters.h"
 
 #include <chrono>
 #include <iostream>

@@ -4,6 +4,9 @@
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsStore.h"
+#include "support/QtPrinters.h"
+#include "support/ReadStateAssertion.h"
+#include "support/TemporaryDefaults.h"
 
 #include <QDateTime>
 #include <QJsonArray>
@@ -12,11 +15,6 @@
 #include <QRect>
 
 #include <gtest/gtest.h>
-
-#include "support/ReadStateAssertion.h"
-
-#include "support/QtPrinters.h"
-#include "support/TemporaryDefaults.h"
 
 #include <algorithm>
 #include <functional>

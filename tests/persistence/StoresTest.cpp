@@ -3,13 +3,12 @@
 #include "persistence/ExclusionStore.h"
 #include "persistence/PersistenceStoreError.h"
 #include "persistence/SettingsStore.h"
-
-#include <gtest/gtest.h>
-
 #include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "support/TemporaryDefaults.h"
+
+#include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
@@ -48,13 +47,13 @@ TEST(SettingsStore, LeadTimeThatCouldNotBeReadBackIsNeverSaved)
 {
     TemporaryDefaults defaults;
     SettingsStore store(defaults.database());
-    for (const double leadTime : {7200.5, -1.0, std::numeric_limits<double>::quiet_NaN(),
-                                  std::numeric_limits<double>::infinity()}) {
+    for (const double leadTime :
+         {7200.5, -1.0, std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity()}) {
         NotifierSettings settings;
         settings.alertLeadTime = leadTime;
-        EXPECT_TRUE(std::holds_alternative<PersistenceStoreError::EncodingFailed>(
-            errorOf([&] { store.save(settings); })))
-            << leadTime;
+        EXPECT_TRUE(std::holds_alternative<PersistenceStoreError::EncodingFailed>(errorOf([&] {
+            store.save(settings);
+        }))) << leadTime;
     }
     EXPECT_EQ(store.readState(), PersistenceReadState::absent());
     NotifierSettings longest;

@@ -4,15 +4,14 @@
 #include "persistence/PersistenceComponent.h"
 #include "persistence/PersistenceStoreError.h"
 #include "persistence/SettingsStore.h"
-
-#include <QLockFile>
-
-#include <gtest/gtest.h>
-
 #include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "support/TemporaryDefaults.h"
+
+#include <QLockFile>
+
+#include <gtest/gtest.h>
 
 using namespace Qt::StringLiterals;
 using namespace orvane;
@@ -56,7 +55,8 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Classification{"absent", QVariant(), PersistenceReadState::absent()},
         Classification{"loaded", envelope("2", validSettingsPayload), PersistenceReadState::loaded(2)},
-        Classification{"string", u"{\"schemaVersion\":2}"_s, PersistenceReadState::unreadable({Failure::InvalidStoredType{}})},
+        Classification{"string", u"{\"schemaVersion\":2}"_s,
+                       PersistenceReadState::unreadable({Failure::InvalidStoredType{}})},
         Classification{"number", 2, PersistenceReadState::unreadable({Failure::InvalidStoredType{}})},
         Classification{"map", QVariantMap{{u"schemaVersion"_s, 2}},
                        PersistenceReadState::unreadable({Failure::InvalidStoredType{}})},
@@ -77,8 +77,7 @@ INSTANTIATE_TEST_SUITE_P(
                        PersistenceReadState::unreadable({Failure::InvalidPayload{}})},
         Classification{"noPayload", QByteArray(R"({"schemaVersion":2})"),
                        PersistenceReadState::unreadable({Failure::InvalidPayload{}})},
-        Classification{"leadTimeTooLong",
-                       envelope("2", QByteArray(validSettingsPayload).replace("300", "7200.5")),
+        Classification{"leadTimeTooLong", envelope("2", QByteArray(validSettingsPayload).replace("300", "7200.5")),
                        PersistenceReadState::unreadable({Failure::InvalidPayload{}})}),
     [](const auto& info) { return std::string(info.param.name); });
 
@@ -149,10 +148,10 @@ TEST(VersionedRecord, WritesAndResetsAreGuardedByTheReadState)
 
     store.resetAfterReadFailure();
     EXPECT_EQ(store.readState(), PersistenceReadState::loaded(2));
-    EXPECT_EQ(json::decode<VersionedDefaults::Envelope<NotifierSettings>>(
-                  defaults.stored(u"Orvane.settings"_s).toByteArray())
-                  .payload,
-              NotifierSettings{});
+    EXPECT_EQ(
+        json::decode<VersionedDefaults::Envelope<NotifierSettings>>(defaults.stored(u"Orvane.settings"_s).toByteArray())
+            .payload,
+        NotifierSettings{});
 
     EXPECT_THROW(store.resetAfterReadFailure(), PersistenceStoreError);
     TemporaryDefaults empty;
@@ -173,8 +172,9 @@ TEST(VersionedRecord, OlderVersionsAreRewrittenAtTheCurrentOneOnLoad)
 
     TemporaryDefaults defaults;
     defaults.store(u"Orvane.settings"_s,
-                   envelope("1", R"({"alertLeadTime":60,"enabledCalendarIdentifiers":["b","a","b"],)"
-                                 R"("eligibilityMode":"allTimedEvents","launchAtLogin":false,"showsOnAllDisplays":false})"));
+                   envelope("1",
+                            R"({"alertLeadTime":60,"enabledCalendarIdentifiers":["b","a","b"],)"
+                            R"("eligibilityMode":"allTimedEvents","launchAtLogin":false,"showsOnAllDisplays":false})"));
     defaults.store(u"Orvane.exclusions"_s, envelope("1", "[]"));
     defaults.store(u"Orvane.delivery"_s, envelope("1", deliveryV1));
 
@@ -272,12 +272,13 @@ TEST(IdentityMigrations, BadListsChangeNothing)
         exclusions.add(fixtures::exclusion(original));
         delivery.prepareDeliveries(std::vector{DeliveryRecord{original, Date{1}, DeliveryStatus::pending, Date{1}}});
         const QByteArray before = defaults.fileBytes();
-        for (const auto apply : {+[](ExclusionStore& store, DeliveryStore&, std::span<const CalendarIdentityMigration> m) {
-                                     store.applyCalendarIdentityMigrations(m);
-                                 },
-                                 +[](ExclusionStore&, DeliveryStore& store, std::span<const CalendarIdentityMigration> m) {
-                                     store.applyCalendarIdentityMigrations(m);
-                                 }}) {
+        for (const auto apply :
+             {+[](ExclusionStore&store, DeliveryStore&, std::span<const CalendarIdentityMigration> m) {
+                  store.applyCalendarIdentityMigrations(m);
+              },
+              +[](ExclusionStore&, DeliveryStore&store, std::span<const CalendarIdentityMigration> m) {
+                  store.applyCalendarIdentityMigrations(m);
+              }}) {
             if (expectedError) {
                 try {
                     apply(exclusions, delivery, migrations);

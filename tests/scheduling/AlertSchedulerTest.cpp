@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "scheduling/AlertScheduler.h"
+
 #include "domain/Overloaded.h"
+#include "fakes/FakeCalendarProvider.h"
+#include "fakes/FakeClock.h"
+#include "fakes/FakeTimerScheduler.h"
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsStore.h"
-#include "scheduling/AlertScheduler.h"
+#include "support/MeetingFixtures.h"
+#include "support/QtPrinters.h"
+#include "support/TemporaryDefaults.h"
 
 #include <QCoreApplication>
 
 #include <gtest/gtest.h>
-
-#include "fakes/FakeCalendarProvider.h"
-#include "fakes/FakeClock.h"
-#include "fakes/FakeTimerScheduler.h"
-#include "support/MeetingFixtures.h"
-#include "support/QtPrinters.h"
-#include "support/TemporaryDefaults.h"
 
 using namespace Qt::StringLiterals;
 using namespace orvane;
@@ -144,13 +144,16 @@ TEST(AlertScheduler, UnreadableRecordsPauseEverythingUntilRecovered)
     EXPECT_EQ(failures[0].operation, Operation::readingPersistence);
     EXPECT_EQ(failures[0].persistenceIssue->component, PersistenceComponent::settings);
     EXPECT_EQ(failures[1].persistenceIssue->component, PersistenceComponent::delivery);
-    EXPECT_EQ(failures[1].underlyingError, PersistenceReadFailure{PersistenceReadFailure::UnsupportedSchemaVersion{7}}.message());
+    EXPECT_EQ(failures[1].underlyingError,
+              PersistenceReadFailure{PersistenceReadFailure::UnsupportedSchemaVersion{7}}.message());
 
     const auto identity = fixtures::meeting(u"external:now"_s, t0).identity;
-    for (const auto& action : std::vector<std::function<void()>>{
-             [&] { harness.scheduler->dismiss(std::vector{identity}); },
-             [&] { harness.scheduler->snoozeFor(std::vector{identity}, 60); },
-             [&] { harness.scheduler->exclude(identity, ExclusionScope::series); }}) {
+    for (const auto& action :
+         std::vector<std::function<void()>>{[&] { harness.scheduler->dismiss(std::vector{identity}); },
+                                            [&] { harness.scheduler->snoozeFor(std::vector{identity}, 60); },
+                                            [&] {
+                                                harness.scheduler->exclude(identity, ExclusionScope::series);
+                                            }}) {
         try {
             action();
             ADD_FAILURE() << "an action was recorded while paused";
@@ -297,10 +300,12 @@ TEST(AlertScheduler, ActionsAreRefusedForInactiveMeetingsAndPastSnoozes)
     EXPECT_EQ(errorOf([&] { harness.scheduler->snoozeFor(std::vector{identity}, -5); }),
               AlertSchedulerActionError::Case{AlertSchedulerActionError::SnoozeMustBeInTheFuture{}});
     harness.scheduler->dismiss(std::vector{identity});
-    for (const auto& action : std::vector<std::function<void()>>{
-             [&] { harness.scheduler->dismiss(std::vector{identity}); },
-             [&] { harness.scheduler->snoozeFor(std::vector{identity}, 60); },
-             [&] { harness.scheduler->exclude(identity, ExclusionScope::occurrence); }}) {
+    for (const auto& action :
+         std::vector<std::function<void()>>{[&] { harness.scheduler->dismiss(std::vector{identity}); },
+                                            [&] { harness.scheduler->snoozeFor(std::vector{identity}, 60); },
+                                            [&] {
+                                                harness.scheduler->exclude(identity, ExclusionScope::occurrence);
+                                            }}) {
         EXPECT_EQ(errorOf(action), AlertSchedulerActionError::Case{AlertSchedulerActionError::OccurrenceIsNotActive{}});
     }
 }
@@ -352,9 +357,9 @@ TEST(AlertScheduler, PrunesOldHistoryAndFollowsCalendarChanges)
 {
     Harness harness;
     const auto old = fixtures::meeting(u"external:old"_s, t0 - 3'000'000);
-    harness.delivery->prepareDeliveries(std::vector{
-        DeliveryRecord{old.identity, old.startDate, DeliveryStatus::confirmed, Date{t0 - 2'592'001}},
-        DeliveryRecord{old.identity, old.startDate + 1, DeliveryStatus::confirmed, Date{t0 - 2'592'000}}});
+    harness.delivery->prepareDeliveries(
+        std::vector{DeliveryRecord{old.identity, old.startDate, DeliveryStatus::confirmed, Date{t0 - 2'592'001}},
+                    DeliveryRecord{old.identity, old.startDate + 1, DeliveryStatus::confirmed, Date{t0 - 2'592'000}}});
     harness.delivery->setSnoozes(std::vector{SnoozeRecord{old.identity, Date{t0 - 61}, Date{t0 - 600}}});
     harness.start();
     EXPECT_EQ(harness.delivery->records().size(), 1U);

@@ -3,24 +3,22 @@
 // live through seven days of a busy calendar while a simulated user answers every alert, and the machine loses the
 // network, sleeps, has its clock changed, locks its screen and restarts the application. An oracle that knows the
 // alert rules but not the scheduler says, at every moment, what the user must have seen by then and what never.
-#include "scheduling/AlertScheduler.h"
-
 #include "domain/Overloaded.h"
+#include "fakes/FakeCalendarProvider.h"
+#include "fakes/FakeClock.h"
+#include "fakes/FakeTimerScheduler.h"
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsDefaultsDatabase.h"
 #include "persistence/SettingsStore.h"
+#include "scheduling/AlertScheduler.h"
+#include "support/MeetingFixtures.h"
+#include "support/QtPrinters.h"
+#include "support/TemporaryDefaults.h"
 
 #include <QCoreApplication>
 
 #include <gtest/gtest.h>
-
-#include "fakes/FakeCalendarProvider.h"
-#include "fakes/FakeClock.h"
-#include "fakes/FakeTimerScheduler.h"
-#include "support/MeetingFixtures.h"
-#include "support/QtPrinters.h"
-#include "support/TemporaryDefaults.h"
 
 #include <algorithm>
 #include <array>

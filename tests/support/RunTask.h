@@ -2,7 +2,6 @@
 #pragma once
 
 #include <QEventLoop>
-
 #include <qcoro/qcorotask.h>
 
 #include <exception>

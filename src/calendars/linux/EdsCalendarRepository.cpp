@@ -10,12 +10,10 @@
 #include <QPointer>
 #include <QPromise>
 #include <QTimeZone>
-
 #include <qcoro/qcorofuture.h>
 
-#include <libecal/libecal.h>
-
 #include <algorithm>
+#include <libecal/libecal.h>
 #include <map>
 
 using namespace Qt::StringLiterals;
@@ -91,7 +89,8 @@ std::optional<QString> normalizedColor(const char* color)
 
 CalendarRepositoryError serviceFailure(GError* error)
 {
-    CalendarRepositoryError failure(CalendarRepositoryError::ServiceFailed{utf8(error != nullptr ? error->message : "")});
+    CalendarRepositoryError failure(
+        CalendarRepositoryError::ServiceFailed{utf8(error != nullptr ? error->message : "")});
     g_clear_error(&error);
     return failure;
 }
@@ -153,10 +152,11 @@ public:
         m_registry = e_source_registry_new_sync(nullptr, &error);
         if (m_registry == nullptr) {
             g_clear_error(&error);
-            throw CalendarRepositoryError(CalendarRepositoryError::AccessNotGranted{CalendarAuthorizationState::unknown});
+            throw CalendarRepositoryError(
+                CalendarRepositoryError::AccessNotGranted{CalendarAuthorizationState::unknown});
         }
-        for (const char* signal : {"source-added", "source-removed", "source-changed", "source-enabled",
-                                   "source-disabled"}) {
+        for (const char* signal :
+             {"source-added", "source-removed", "source-changed", "source-enabled", "source-disabled"}) {
             g_signal_connect_swapped(m_registry, signal, G_CALLBACK(+[](EdsSession* session) { session->m_changed(); }),
                                      this);
         }
@@ -270,8 +270,8 @@ private:
         QStringList addresses;
         GList* identities = e_source_registry_list_enabled(m_registry, E_SOURCE_EXTENSION_MAIL_IDENTITY);
         for (GList* item = identities; item != nullptr; item = item->next) {
-            auto* identity = E_SOURCE_MAIL_IDENTITY(
-                e_source_get_extension(E_SOURCE(item->data), E_SOURCE_EXTENSION_MAIL_IDENTITY));
+            auto* identity =
+                E_SOURCE_MAIL_IDENTITY(e_source_get_extension(E_SOURCE(item->data), E_SOURCE_EXTENSION_MAIL_IDENTITY));
             const QString address = eds::calendarUserAddress(e_source_mail_identity_get_address(identity));
             if (!address.isEmpty()) {
                 addresses.append(address);
@@ -399,7 +399,8 @@ EdsCalendarRepository::EdsCalendarRepository(QObject* parent)
     const QPointer<EdsCalendarRepository> self(this);
     m_session = std::make_shared<EdsSession>([self] {
         QMetaObject::invokeMethod(
-            qApp, [self] {
+            qApp,
+            [self] {
                 if (self) {
                     self->m_coalescing.start();
                 }
@@ -504,17 +505,17 @@ QCoro::Task<std::vector<MeetingOccurrence>> EdsCalendarRepository::occurrences(F
         throw CalendarRepositoryError(CalendarRepositoryError::InvalidInterval{});
     }
     if (duration > CalendarRepositoryError::maximumInterval) {
-        throw CalendarRepositoryError(CalendarRepositoryError::IntervalTooLarge{CalendarRepositoryError::maximumInterval});
+        throw CalendarRepositoryError(
+            CalendarRepositoryError::IntervalTooLarge{CalendarRepositoryError::maximumInterval});
     }
     if (calendarIdentifiers.isEmpty()) {
         co_return std::vector<MeetingOccurrence>{};
     }
     const QPointer<EdsCalendarRepository> self(this);
     try {
-        auto fetching = onWorker<std::vector<MeetingOccurrence>>(
-            [interval, calendarIdentifiers](EdsSession& session) {
-                return session.occurrences(interval, calendarIdentifiers);
-            });
+        auto fetching = onWorker<std::vector<MeetingOccurrence>>([interval, calendarIdentifiers](EdsSession& session) {
+            return session.occurrences(interval, calendarIdentifiers);
+        });
         auto result = co_await std::move(fetching);
         if (self) {
             setState(CalendarAuthorizationState::fullAccess);

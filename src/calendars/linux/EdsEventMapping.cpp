@@ -5,10 +5,9 @@
 
 #include <QByteArray>
 
-#include <libecal/libecal.h>
-
 #include <algorithm>
 #include <cmath>
+#include <libecal/libecal.h>
 #include <stdexcept>
 #include <unordered_map>
 #include <unordered_set>
@@ -192,11 +191,11 @@ std::optional<MeetingOccurrence> mapInstance(ICalComponent* instance, ICalTime* 
     const Date endDate = i_cal_time_is_null_time(end) ? startDate : toDate(end, context.defaultZone);
 
     const auto uid = text(i_cal_component_get_uid(instance));
-    const QString seriesIdentifier = uid && !uid->isEmpty() ? u"external:"_s + *uid
-                                                            : u"local:"_s + context.calendar.identifier;
-    const Date occurrenceStart =
-        generatedStart ? *generatedStart
-                       : propertyDate(instance, I_CAL_RECURRENCEID_PROPERTY, context).value_or(startDate);
+    const QString seriesIdentifier =
+        uid && !uid->isEmpty() ? u"external:"_s + *uid : u"local:"_s + context.calendar.identifier;
+    const Date occurrenceStart = generatedStart
+                                     ? *generatedStart
+                                     : propertyDate(instance, I_CAL_RECURRENCEID_PROPERTY, context).value_or(startDate);
 
     bool hasOtherAttendees = false;
     forEachAttendee(instance, [&](const QString& address, ICalProperty*) {
@@ -369,8 +368,7 @@ std::vector<MeetingOccurrence> expandEvents(const std::vector<ICalComponent*>& e
     std::unordered_map<QString, std::unordered_set<qint64>> replacedByUid;
     for (ICalComponent* event : events) {
         if (const auto recurrenceId = propertyDate(event, I_CAL_RECURRENCEID_PROPERTY, context)) {
-            replacedByUid[QString::fromUtf8(i_cal_component_get_uid(event))].insert(
-                qint64(recurrenceId->unixTime()));
+            replacedByUid[QString::fromUtf8(i_cal_component_get_uid(event))].insert(qint64(recurrenceId->unixTime()));
         }
     }
 
@@ -388,10 +386,9 @@ std::vector<MeetingOccurrence> expandEvents(const std::vector<ICalComponent*>& e
             Expansion expansion{&context, replaced == replacedByUid.end() ? &none : &replaced->second, &result};
             const Ref<ICalComponent> later = fastForwarded(event, interval.start, context);
             GError* error = nullptr;
-            if (!e_cal_recur_generate_instances_sync(later ? later.get() : event, from.get(), to.get(),
-                                                     addGeneratedInstance, &expansion,
-                                                     resolveZone, const_cast<CalendarContext*>(&context),
-                                                     context.defaultZone, nullptr, &error)) {
+            if (!e_cal_recur_generate_instances_sync(
+                    later ? later.get() : event, from.get(), to.get(), addGeneratedInstance, &expansion, resolveZone,
+                    const_cast<CalendarContext*>(&context), context.defaultZone, nullptr, &error)) {
                 const std::string message = error != nullptr ? error->message : "unknown error";
                 g_clear_error(&error);
                 throw std::runtime_error("Could not expand a repeating event: " + message);

@@ -6,9 +6,8 @@
 
 #include <QStringList>
 
-#include <libecal/libecal.h>
-
 #include <functional>
+#include <libecal/libecal.h>
 #include <optional>
 
 /// Turning one iCalendar event instance, as Evolution Data Server expands it, into a MeetingOccurrence. Pure

@@ -7,9 +7,9 @@
 #include <QSocketNotifier>
 
 #include <cerrno>
-#include <cstring>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
