@@ -67,28 +67,8 @@ Workload makeWorkload()
         const int series = int(random() % kSeriesCount);
         const CalendarDescriptor& calendar = calendars[calendarOfSeries[series]];
         const double start = kWindowStart + double(random() % kQuarterHoursPerWeek) * 900;
-        MeetingOccurrence occurrence;
-        occurrence.identity = {.sourceIdentifier = calendar.sourceIdentifier,
-                               .calendarIdentifier = calendar.identifier,
-                               .seriesIdentifier = benchmarks::makeSeriesIdentifier(series),
-                               .calendarFingerprint =
-                                   CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
-                               .calendarFingerprintIsUnique = true,
-                               .occurrenceStart = Date{start},
-                               .scheduledStart = Date{start}};
-        occurrence.title = u"Weekly sync %1"_s.arg(series);
-        occurrence.startDate = Date{start};
-        occurrence.endDate = Date{start + (chance(70) ? 1800 : 3600)};
-        occurrence.isAllDay = chance(3);
-        occurrence.isCanceled = chance(1);
-        occurrence.participationStatus =
-            chance(6) ? MeetingParticipationStatus::declined : MeetingParticipationStatus::accepted;
-        occurrence.hasAttendees = chance(65);
-        if (chance(45)) {
-            occurrence.meetingURL = QUrl(u"https://acme.zoom.us/j/8123456789"_s);
-        }
+        auto occurrence = benchmarks::makeOccurrence(calendar, series, start, chance);
         occurrence.isRecurring = true;
-        occurrence.calendar = calendar;
         workload.occurrences.push_back(std::move(occurrence));
     }
 

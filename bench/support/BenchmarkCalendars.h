@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "domain/CalendarDescriptor.h"
+#include "domain/MeetingOccurrence.h"
+
+#include <QUrl>
 
 /// Calendars and series identifiers shaped like real ones, for the benchmarks' workloads.
 namespace benchmarks {
@@ -26,6 +28,37 @@ inline QString makeSeriesIdentifier(int index)
         return u"local:item-%1"_s.arg(index);
     }
     return u"external:%1a7c3f0e9b2d4c6e8f0a1b3c5d7e9f@google.com"_s.arg(index, 6, 16, QLatin1Char('0'));
+}
+
+/// A week's meeting of `series` in `calendar` starting at `start`; `chance(percent)` decides its varying traits.
+template <class Chance>
+orvane::MeetingOccurrence makeOccurrence(const orvane::CalendarDescriptor& calendar, int series, double start,
+                                         Chance&& chance)
+{
+    using namespace Qt::StringLiterals;
+    using namespace orvane;
+    MeetingOccurrence occurrence;
+    occurrence.identity = {.sourceIdentifier = calendar.sourceIdentifier,
+                           .calendarIdentifier = calendar.identifier,
+                           .seriesIdentifier = makeSeriesIdentifier(series),
+                           .calendarFingerprint =
+                               CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
+                           .calendarFingerprintIsUnique = true,
+                           .occurrenceStart = Date{start},
+                           .scheduledStart = Date{start}};
+    occurrence.title = u"Weekly sync %1"_s.arg(series);
+    occurrence.startDate = Date{start};
+    occurrence.endDate = Date{start + (chance(70) ? 1800 : 3600)};
+    occurrence.isAllDay = chance(3);
+    occurrence.isCanceled = chance(1);
+    occurrence.participationStatus =
+        chance(6) ? MeetingParticipationStatus::declined : MeetingParticipationStatus::accepted;
+    occurrence.hasAttendees = chance(65);
+    if (chance(45)) {
+        occurrence.meetingURL = QUrl(u"https://acme.zoom.us/j/8123456789"_s);
+    }
+    occurrence.calendar = calendar;
+    return occurrence;
 }
 
 } // namespace benchmarks
