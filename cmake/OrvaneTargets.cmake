@@ -19,6 +19,12 @@ function(orvane_target_defaults target)
                                                  -fno-sanitize-recover=undefined)
         target_link_options(${target} PRIVATE -fsanitize=address,undefined)
     endif()
+    if(ORVANE_BUILD_FUZZERS)
+        # Coverage for libFuzzer everywhere, so that a fuzzer explores the library code it calls.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+                                                 -fno-sanitize-recover=undefined)
+        target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+    endif()
 endfunction()
 
 # orvane_add_subsystem(<name> SOURCES <files...> DEPENDS <libraries...>)

@@ -16,3 +16,10 @@ cmake --build "$build"
 export ASAN_OPTIONS="${ASAN_OPTIONS:-detect_leaks=1:abort_on_error=1:strict_string_checks=1}"
 export UBSAN_OPTIONS="${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}"
 ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$(nproc)"
+
+# The fuzzers need clang's libFuzzer: a build of their own, then each runs for a bounded time from its seed corpus.
+fuzz_build="$root/build/fuzz"
+CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz_build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DORVANE_BUILD_FUZZERS=ON -DORVANE_BUILD_TESTS=OFF -DORVANE_BUILD_BENCHMARKS=OFF -DORVANE_WERROR=ON >/dev/null
+cmake --build "$fuzz_build" --target loopback_request_fuzzer token_response_fuzzer account_list_fuzzer
+ctest --test-dir "$fuzz_build" --output-on-failure --no-tests=error -L fuzz

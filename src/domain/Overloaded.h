@@ -9,4 +9,8 @@ struct Overloaded : Ts... {
     using Ts::operator()...;
 };
 
+// Spelt out for clang 14 (the fuzzing compiler), which does not deduce aggregate template arguments on its own.
+template <class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>;
+
 } // namespace orvane

@@ -211,27 +211,25 @@ void LoopbackOAuthReceiver::forget(QTcpSocket* socket)
     }
 }
 
-void LoopbackOAuthReceiver::handleRequest(Connection& connection)
+LoopbackOAuthReceiver::Verdict LoopbackOAuthReceiver::evaluateRequest(const QByteArray& request) const
 {
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(connection.buffer);
+    const QString text = decoder.decode(request);
     if (decoder.hasError() || text.isEmpty()) {
-        respond(connection, badRequestStatus, unreadableMessage);
-        return;
+        return {badRequestStatus, unreadableMessage, std::nullopt};
     }
+    const Verdict unverified{badRequestStatus, unverifiedMessage, std::nullopt};
     const QString requestLine = text.left(text.indexOf(u"\r\n"_s));
     const QStringList pieces = requestLine.split(u' ', Qt::SkipEmptyParts);
     if (pieces.size() < 2 || pieces.at(0) != u"GET"_s) {
-        respond(connection, badRequestStatus, unverifiedMessage);
-        return;
+        return unverified;
     }
     // Only a path may follow the host: a target such as "@other.host/" would otherwise turn the loopback host into
     // user information and hand the authorizer a URL naming another host.
     const QString& target = pieces.at(1);
     const QUrl url(u"http://"_s + m_callbackHost + target, QUrl::StrictMode);
     if (!target.startsWith(u'/') || !url.isValid() || url.path(QUrl::FullyDecoded) != m_callbackPath) {
-        respond(connection, badRequestStatus, unverifiedMessage);
-        return;
+        return unverified;
     }
     std::optional<QString> state;
     const auto items = QUrlQuery(url).queryItems(QUrl::FullyDecoded);
@@ -242,11 +240,18 @@ void LoopbackOAuthReceiver::handleRequest(Connection& connection)
         }
     }
     if (state != m_expectedState) {
-        respond(connection, badRequestStatus, unverifiedMessage);
-        return;
+        return unverified;
     }
-    respond(connection, okStatus, acceptedMessage);
-    finish(url);
+    return {okStatus, acceptedMessage, url};
+}
+
+void LoopbackOAuthReceiver::handleRequest(Connection& connection)
+{
+    const Verdict verdict = evaluateRequest(connection.buffer);
+    respond(connection, verdict.status, verdict.message);
+    if (verdict.callback) {
+        finish(*verdict.callback);
+    }
 }
 
 void LoopbackOAuthReceiver::respond(Connection& connection, const QString& status, const QString& message)

@@ -69,6 +69,16 @@ public:
     /// Whether the port is still open to new connections.
     bool isListening() const;
 
+    /// What the receiver answers to one complete request, and the callback URL when the request is the one it waits
+    /// for.
+    struct Verdict {
+        QString status;
+        QString message;
+        std::optional<QUrl> callback;
+    };
+    /// Judges the bytes of one request (request line and headers) without touching any connection.
+    Verdict evaluateRequest(const QByteArray& request) const;
+
     /// The complete answer sent to the browser: status line, headers and an HTML page showing `message`.
     static QByteArray httpResponse(const QString& status, const QString& message);
 

@@ -38,7 +38,10 @@ QString OAuthError::description() const
                 return error.error ? text + u": "_s + *error.error : text + u"."_s;
             },
             [](const Keychain& error) {
-                return u"The macOS Keychain operation failed ("_s + QString::number(error.status) + u")."_s;
+                // The macOS edition says "The macOS Keychain operation failed (<status>)."; on Linux the tokens
+                // live in whichever keyring provides the Secret Service.
+                return u"The keyring operation failed ("_s + QString::number(error.status) +
+                       u"). Check that GNOME Keyring or KWallet is running and unlocked."_s;
             },
             [](const InvalidClientId&) {
                 return u"Enter a valid OAuth client ID before connecting this calendar provider."_s;

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "persistence/PersistenceStoreError.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QVariant>
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,6 +26,16 @@ public:
     virtual void setObjects(const std::vector<std::pair<QString, QByteArray>>& values) = 0;
 
     void setObject(const QString& key, const QByteArray& value) { setObjects({{key, value}}); }
+
+    /// Stores `value` as plain text under `key`, or removes `key` when `value` is absent, durably. Used for single
+    /// user-entered strings that other tools may read or edit. Throws PersistenceStoreError (writeFailed), which is
+    /// all a database that keeps only blobs can do.
+    virtual void setString(const QString& key, const std::optional<QString>& value)
+    {
+        Q_UNUSED(key);
+        Q_UNUSED(value);
+        throw PersistenceStoreError(PersistenceStoreError::WriteFailed{});
+    }
 };
 
 } // namespace orvane

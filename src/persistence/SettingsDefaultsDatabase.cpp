@@ -44,6 +44,21 @@ QVariant SettingsDefaultsDatabase::object(const QString& key) const
 
 void SettingsDefaultsDatabase::setObjects(const std::vector<std::pair<QString, QByteArray>>& values)
 {
+    std::vector<std::pair<QString, QVariant>> variants;
+    variants.reserve(values.size());
+    for (const auto& [key, value] : values) {
+        variants.emplace_back(key, value);
+    }
+    write(variants);
+}
+
+void SettingsDefaultsDatabase::setString(const QString& key, const std::optional<QString>& value)
+{
+    write({{key, value ? QVariant(*value) : QVariant()}});
+}
+
+void SettingsDefaultsDatabase::write(const std::vector<std::pair<QString, QVariant>>& values)
+{
     QSettings settings(m_fileName, m_format);
     settings.setAtomicSyncRequired(true);
     // A file Qt could not read or parse would be rewritten with only what it understood: never write over it.
@@ -55,7 +70,11 @@ void SettingsDefaultsDatabase::setObjects(const std::vector<std::pair<QString, Q
     previous.reserve(values.size());
     for (const auto& [key, value] : values) {
         previous.emplace_back(key, settings.value(key));
-        settings.setValue(key, value);
+        if (value.isValid()) {
+            settings.setValue(key, value);
+        } else {
+            settings.remove(key);
+        }
     }
     settings.sync();
     if (settings.status() == QSettings::NoError) {

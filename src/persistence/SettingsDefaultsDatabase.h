@@ -22,6 +22,7 @@ public:
 
     QVariant object(const QString& key) const override;
     void setObjects(const std::vector<std::pair<QString, QByteArray>>& values) override;
+    void setString(const QString& key, const std::optional<QString>& value) override;
 
     QString fileName() const { return m_fileName; }
 
@@ -31,6 +32,9 @@ public:
     void removeOrphanedLock() const;
 
 private:
+    /// Stores each value under its key (an invalid value removes the key) in one durable step.
+    void write(const std::vector<std::pair<QString, QVariant>>& values);
+
     QString m_fileName;
     QSettings::Format m_format;
 };

@@ -127,7 +127,8 @@ void reapEndedServices()
         const char state = stat[commandEnd + 2];
         const pid_t parent = pid_t(std::atoi(stat.c_str() + commandEnd + 4));
         if (parent == getpid() && state == 'Z' &&
-            (command.starts_with("evolution") || command.starts_with("dbus-daemon"))) {
+            (command.starts_with("evolution") || command.starts_with("dbus-daemon") ||
+             command.starts_with("gnome-keyring"))) {
             waitpid(pid, nullptr, WNOHANG);
         }
     }

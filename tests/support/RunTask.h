@@ -34,3 +34,13 @@ T runTask(QCoro::Task<T> task)
     }
     return std::move(*result);
 }
+
+/// Runs a task without a result to its end, rethrowing what it threw.
+inline void runTask(QCoro::Task<> task)
+{
+    auto finishing = [](QCoro::Task<> running) -> QCoro::Task<bool> {
+        co_await std::move(running);
+        co_return true;
+    }(std::move(task));
+    runTask(std::move(finishing));
+}
