@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/linux/DBusApplicationActivation.h"
+
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+
+namespace orvane {
+
+namespace {
+
+constexpr int activationTimeoutMilliseconds = 5'000;
+
+} // namespace
+
+DBusApplicationActivator::DBusApplicationActivator(QDBusConnection connection)
+    : m_connection(std::move(connection))
+{
+}
+
+void DBusApplicationActivator::activateRunningInstance()
+{
+    if (!m_connection.isConnected()) {
+        return;
+    }
+    auto message =
+        QDBusMessage::createMethodCall(DBusApplicationAddress::serviceName, DBusApplicationAddress::objectPath,
+                                       DBusApplicationAddress::interfaceName, QStringLiteral("Activate"));
+    message << QVariantMap();
+    // Nothing to do with the answer: a copy that is gone, or hangs, is not this process's to fix.
+    m_connection.call(message, QDBus::Block, activationTimeoutMilliseconds);
+}
+
+DBusApplicationService::DBusApplicationService(QDBusConnection connection, QObject* parent)
+    : QObject(parent)
+    , m_connection(std::move(connection))
+{
+}
+
+DBusApplicationService::~DBusApplicationService()
+{
+    if (m_registered) {
+        m_connection.unregisterObject(DBusApplicationAddress::objectPath);
+        m_connection.unregisterService(DBusApplicationAddress::serviceName);
+    }
+}
+
+bool DBusApplicationService::registerOnBus()
+{
+    if (!m_connection.isConnected() ||
+        !m_connection.registerObject(DBusApplicationAddress::objectPath, this, QDBusConnection::ExportAllSlots)) {
+        return false;
+    }
+    if (!m_connection.registerService(DBusApplicationAddress::serviceName)) {
+        m_connection.unregisterObject(DBusApplicationAddress::objectPath);
+        return false;
+    }
+    m_registered = true;
+    return true;
+}
+
+void DBusApplicationService::Activate(const QVariantMap&)
+{
+    Q_EMIT reopenRequested();
+}
+
+void DBusApplicationService::Open(const QStringList&, const QVariantMap&)
+{
+    Q_EMIT reopenRequested();
+}
+
+void DBusApplicationService::ActivateAction(const QString&, const QVariantList&, const QVariantMap&)
+{
+    Q_EMIT reopenRequested();
+}
+
+} // namespace orvane
