@@ -20,10 +20,11 @@ function(orvane_target_defaults target)
         target_link_options(${target} PRIVATE -fsanitize=address,undefined)
     endif()
     if(ORVANE_BUILD_FUZZERS)
-        # Coverage for libFuzzer everywhere, so that a fuzzer explores the library code it calls.
-        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
-                                                 -fno-sanitize-recover=undefined)
-        target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+        # Coverage for libFuzzer everywhere, so that a fuzzer explores the library code it calls. Without
+        # UndefinedBehaviorSanitizer: clang 14 cannot emit coroutines instrumented by it ("Cannot represent a
+        # difference across sections"); the sanitizer test build covers undefined behaviour.
+        target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address -fno-omit-frame-pointer)
+        target_link_options(${target} PRIVATE -fsanitize=address)
     endif()
 endfunction()
 
