@@ -1,0 +1,476 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "model/AppModel.h"
+
+#include "alert/FullScreenAlertController.h"
+#include "calendars/CalendarIdentityReconciler.h"
+#include "calendars/CalendarRepository.h"
+#include "calendars/CompositeCalendarRepository.h"
+#include "domain/Overloaded.h"
+#include "model/SystemEventSource.h"
+#include "persistence/DefaultsDatabase.h"
+#include "persistence/ExclusionStoring.h"
+#include "persistence/PersistenceStoreError.h"
+#include "scheduling/AlertScheduler.h"
+
+#include <QPointer>
+#include <QUuid>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+namespace orvane {
+
+namespace {
+
+using Operation = AlertSchedulerFailure::Operation;
+
+QString failureText(const AlertSchedulerFailure& failure)
+{
+    switch (failure.operation) {
+    case Operation::readingPersistence:
+        return QString::fromUtf16(persistencePausedMessage);
+    case Operation::fetchingMeetings:
+        return u"Unable to load calendar events: "_s + failure.underlyingError;
+    case Operation::reconcilingPersistence:
+        return u"Unable to update the stored calendar choices: "_s + failure.underlyingError;
+    case Operation::recordingDelivery:
+        return u"Unable to record the reminder: "_s + failure.underlyingError;
+    case Operation::pruningHistory:
+        return u"Unable to clear old reminder history: "_s + failure.underlyingError;
+    }
+    return failure.underlyingError;
+}
+
+const QString linkNotOpened = u"The meeting link could not be opened in the browser."_s;
+
+std::vector<MeetingIdentity> identitiesOf(const AlertBatch& batch)
+{
+    std::vector<MeetingIdentity> identities;
+    identities.reserve(batch.alerts.size());
+    for (const auto& alert : batch.alerts) {
+        identities.push_back(alert.occurrence.identity);
+    }
+    return identities;
+}
+
+template <class T>
+bool assign(T& field, T value)
+{
+    if (field == value) {
+        return false;
+    }
+    field = std::move(value);
+    return true;
+}
+
+} // namespace
+
+AppModel::AppModel(AppModelDependencies dependencies, QObject* parent)
+    : QObject(parent)
+    , m_dependencies(std::move(dependencies))
+{
+}
+
+AppModel::~AppModel()
+{
+    if (m_started) {
+        // The scheduler and the reconciler outlive the model; they must not call into it afterwards.
+        m_dependencies.scheduler.setEventHandler({});
+        if (m_dependencies.reconciler != nullptr) {
+            m_dependencies.reconciler->setIssuesChanged({});
+        }
+    }
+}
+
+const std::vector<CalendarReconciliationIssue>& AppModel::calendarReconciliationIssues() const
+{
+    static const std::vector<CalendarReconciliationIssue> none;
+    return m_dependencies.reconciler != nullptr ? m_dependencies.reconciler->issues() : none;
+}
+
+const std::vector<CalendarSourceHealthIssue>& AppModel::calendarSourceHealthIssues() const
+{
+    return m_dependencies.repository.healthIssues();
+}
+
+bool AppModel::hasUsableCalendarSource() const
+{
+    return m_authorizationState == CalendarAuthorizationState::fullAccess;
+}
+
+bool AppModel::hasCompletedOnboarding() const
+{
+    // Written as text; a boolean (from an older build or another tool) counts too.
+    const QVariant value = m_dependencies.defaults.object(onboardingCompletedKey);
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+        return value.toBool();
+    case QMetaType::QString:
+    case QMetaType::QByteArray:
+        return value.toString().compare(u"true"_s, Qt::CaseInsensitive) == 0;
+    default:
+        return false;
+    }
+}
+
+void AppModel::setOnboardingCompleted(bool completed)
+{
+    if (completed == hasCompletedOnboarding()) {
+        return;
+    }
+    try {
+        m_dependencies.defaults.setString(onboardingCompletedKey, completed ? u"true"_s : u"false"_s);
+    } catch (const PersistenceStoreError& error) {
+        setLastError(error.description());
+        return;
+    }
+    Q_EMIT changed();
+}
+
+QCoro::Task<> AppModel::start()
+{
+    if (m_started) {
+        co_return;
+    }
+    m_started = true;
+
+    auto& events = m_dependencies.systemEvents;
+    for (const auto signal : {&SystemEventSource::clockChanged, &SystemEventSource::timeZoneChanged,
+                              &SystemEventSource::didWake, &SystemEventSource::sessionDidBecomeActive}) {
+        connect(&events, signal, this, &AppModel::refresh);
+    }
+    m_dependencies.scheduler.setEventHandler([this](const AlertSchedulerEvent& event) { handle(event); });
+    connect(&m_dependencies.repository, &CompositeCalendarRepository::healthIssuesChanged, this, &AppModel::changed);
+    connect(&m_dependencies.localCalendars, &CalendarRepository::authorizationStateChanged, this,
+            [this](CalendarAuthorizationState state) {
+                if (!assign(m_authorizationState, state)) {
+                    return;
+                }
+                Q_EMIT changed();
+                // Access just granted (or the service came back): the calendar list has something to show now.
+                loadCalendars();
+            });
+    if (m_dependencies.reconciler != nullptr) {
+        m_dependencies.reconciler->setIssuesChanged([self = QPointer<AppModel>(this)] {
+            if (self) {
+                Q_EMIT self->changed();
+            }
+        });
+    }
+    if (assign(m_authorizationState, m_dependencies.localCalendars.authorizationState())) {
+        Q_EMIT changed();
+    }
+
+    const QPointer<AppModel> self(this);
+    auto starting = m_dependencies.scheduler.start();
+    co_await std::move(starting);
+    if (!self) {
+        co_return;
+    }
+    auto loading = loadCalendars();
+    co_await std::move(loading);
+}
+
+QCoro::Task<> AppModel::loadCalendars()
+{
+    const QPointer<AppModel> self(this);
+    std::vector<CalendarGroup> groups;
+    try {
+        auto fetching = m_dependencies.repository.calendarGroups();
+        groups = co_await std::move(fetching);
+    } catch (...) {
+        // Keep the list shown so far: the failing source already appears as a health issue, and the scheduler
+        // reports a fetch that delivered nothing.
+        co_return;
+    }
+    if (self && assign(m_calendarGroups, std::move(groups))) {
+        Q_EMIT changed();
+    }
+}
+
+void AppModel::refresh()
+{
+    // Runs on by itself (the scheduler never lets a refresh throw); overlapping refreshes are the scheduler's
+    // business: the last one started wins.
+    m_dependencies.scheduler.refresh();
+}
+
+void AppModel::handle(const AlertSchedulerEvent& event)
+{
+    std::visit(Overloaded{
+                   [this](const AlertSchedulerEvent::StateChanged& state) { updateFromScheduler(state.snapshot); },
+                   [this](const AlertSchedulerEvent::AlertsDue& due) { present(due.batch); },
+                   [this](const AlertSchedulerEvent::Failed& failed) {
+                       const bool issuesChanged =
+                           assign(m_persistenceIssues, m_dependencies.scheduler.persistenceIssues());
+                       const bool errorChanged = assign(m_lastError, std::optional(failureText(failed.failure)));
+                       m_lastErrorIsFetchFailure = failed.failure.operation == Operation::fetchingMeetings;
+                       if (issuesChanged || errorChanged) {
+                           Q_EMIT changed();
+                       }
+                   },
+                   [this](const AlertSchedulerEvent::RefreshSucceeded&) {
+                       if (m_lastErrorIsFetchFailure) {
+                           setLastError(std::nullopt);
+                       }
+                   },
+               },
+               event.value);
+}
+
+void AppModel::updateFromScheduler(const AlertSchedulerSnapshot& snapshot)
+{
+    bool published = assign(m_upcoming, snapshot.upcoming);
+    published |= assign(m_isRefreshing, snapshot.isRefreshing);
+    published |= assign(m_persistenceIssues, m_dependencies.scheduler.persistenceIssues());
+    const QString paused = QString::fromUtf16(persistencePausedMessage);
+    if (!m_persistenceIssues.empty()) {
+        published |= assign(m_lastError, std::optional(paused));
+        m_lastErrorIsFetchFailure = false;
+    } else if (m_lastError == paused) {
+        published |= assign(m_lastError, std::optional<QString>());
+    }
+    // The alerts were settled elsewhere (or the scheduler paused): nothing is left to answer on screen.
+    auto& controller = m_dependencies.alertController;
+    if (snapshot.activeBatches.empty() && !m_isShowingTestAlert && controller.isPresenting()) {
+        controller.closeWithoutAction();
+    }
+    if (published) {
+        Q_EMIT changed();
+    }
+}
+
+Date AppModel::safetyEnd(const AlertBatch& batch)
+{
+    Date end = batch.triggerDate;
+    for (const auto& alert : batch.alerts) {
+        end = std::max(end, alert.occurrence.endDate);
+    }
+    return end;
+}
+
+void AppModel::present(const AlertBatch& batch)
+{
+    // Every active alert is shown together, not only the new batch: the controller replaces an alert on screen
+    // without answering it, and the scheduler never hands out an active alert again, so a replaced one would be lost.
+    AlertBatch shown{batch.triggerDate, {}};
+    for (const auto& active : m_dependencies.scheduler.activeBatches()) {
+        for (const auto& alert : active.alerts) {
+            const auto same = [&](const ScheduledAlert& other) {
+                return other.occurrence.identity == alert.occurrence.identity;
+            };
+            if (std::none_of(shown.alerts.begin(), shown.alerts.end(), same)) {
+                shown.alerts.push_back(alert);
+            }
+        }
+    }
+    if (shown.alerts.empty()) {
+        shown = batch;
+    }
+    std::vector<MeetingOccurrence> meetings;
+    for (const auto& alert : shown.alerts) {
+        meetings.push_back(alert.occurrence);
+    }
+
+    auto& controller = m_dependencies.alertController;
+    // Several batches due at once arrive one after the other; the first already showed them all.
+    bool presented = !m_isShowingTestAlert && controller.isPresenting() && controller.meetings() == meetings;
+    if (!presented) {
+        presented = controller.present(meetings, safetyEnd(shown),
+                                       [self = QPointer<AppModel>(this), shown](FullScreenAlertAction action) {
+                                           if (self) {
+                                               self->perform(action, shown);
+                                           }
+                                       });
+        // A real alert replaces the sample, whose answer will never come.
+        if (presented && assign(m_isShowingTestAlert, false)) {
+            Q_EMIT changed();
+        }
+    }
+    m_dependencies.scheduler.acknowledgePresentation(batch, presented);
+}
+
+void AppModel::perform(const FullScreenAlertAction& action, const AlertBatch& batch)
+{
+    auto& scheduler = m_dependencies.scheduler;
+    // Each step on its own, so that one refused step does not keep the others from being recorded.
+    const auto attempt = [this](const std::function<void()>& step) {
+        try {
+            step();
+        } catch (const AlertSchedulerActionError& error) {
+            setLastError(error.description());
+        } catch (const PersistenceStoreError& error) {
+            setLastError(error.description());
+        }
+    };
+    // The still-active meetings of the alert besides `except`; an exclusion of a series takes its siblings along.
+    const auto activeOthers = [&](const std::optional<MeetingIdentity>& except) {
+        std::vector<MeetingIdentity> identities;
+        for (const auto& identity : identitiesOf(batch)) {
+            const bool active = std::any_of(
+                scheduler.activeBatches().begin(), scheduler.activeBatches().end(), [&](const AlertBatch& active) {
+                    return std::any_of(active.alerts.begin(), active.alerts.end(), [&](const ScheduledAlert& alert) {
+                        return alert.occurrence.identity == identity;
+                    });
+                });
+            if (active && identity != except) {
+                identities.push_back(identity);
+            }
+        }
+        return identities;
+    };
+    const auto dismiss = [&](const std::vector<MeetingIdentity>& identities) {
+        if (!identities.empty()) {
+            attempt([&] { scheduler.dismiss(identities); });
+        }
+    };
+
+    std::visit(Overloaded{
+                   [&](const FullScreenAlertAction::Join& join) {
+                       if (!openMeetingLink(join.meeting)) {
+                           setLastError(linkNotOpened);
+                       }
+                       dismiss(activeOthers(std::nullopt));
+                   },
+                   [&](const FullScreenAlertAction::Dismiss& dismissal) { dismiss(dismissal.meetingIDs); },
+                   [&](const FullScreenAlertAction::Exclude& exclusion) {
+                       attempt([&] { scheduler.exclude(exclusion.meeting.identity, exclusion.scope); });
+                       dismiss(activeOthers(exclusion.meeting.identity));
+                   },
+                   [&](const FullScreenAlertAction::Snooze& snooze) {
+                       switch (snooze.option) {
+                       case FullScreenAlertSnooze::oneMinute:
+                           attempt([&] { scheduler.snoozeFor(snooze.meetingIDs, 60); });
+                           return;
+                       case FullScreenAlertSnooze::fiveMinutes:
+                           attempt([&] { scheduler.snoozeFor(snooze.meetingIDs, 300); });
+                           return;
+                       case FullScreenAlertSnooze::untilStart:
+                           break;
+                       }
+                       // Each meeting comes back at its own start; one that has started already has nothing to
+                       // wait for.
+                       const Date now = m_dependencies.clock.now();
+                       std::vector<MeetingIdentity> started;
+                       std::vector<std::pair<MeetingIdentity, Date>> ahead;
+                       for (const auto& identity : snooze.meetingIDs) {
+                           const auto alert =
+                               std::find_if(batch.alerts.begin(), batch.alerts.end(), [&](const ScheduledAlert& each) {
+                                   return each.occurrence.identity == identity;
+                               });
+                           const Date start =
+                               alert != batch.alerts.end() ? alert->occurrence.startDate : identity.scheduledStart;
+                           if (start > now) {
+                               ahead.emplace_back(identity, start);
+                           } else {
+                               started.push_back(identity);
+                           }
+                       }
+                       dismiss(started);
+                       for (const auto& snoozed : ahead) {
+                           attempt([&] { scheduler.snoozeUntil(std::span(&snoozed.first, 1), snoozed.second); });
+                       }
+                   },
+                   [&](const FullScreenAlertAction::Expired& expired) { dismiss(expired.meetingIDs); },
+               },
+               action.value);
+}
+
+MeetingOccurrence AppModel::testAlertMeeting(Date now)
+{
+    const Date start = now + 120;
+    const CalendarDescriptor calendar{.identifier = u"orvane.preview.calendar"_s,
+                                      .title = u"Team Calendar · Sample"_s,
+                                      .sourceIdentifier = u"orvane.preview.source"_s,
+                                      .sourceTitle = u"Desktop calendar preview"_s,
+                                      .sourceKind = CalendarSourceKind::local,
+                                      .colorHex = std::nullopt,
+                                      .isSubscribed = false,
+                                      .allowsContentModifications = false};
+    return {.identity = {.sourceIdentifier = calendar.sourceIdentifier,
+                         .calendarIdentifier = calendar.identifier,
+                         .seriesIdentifier = u"local:orvane.preview.meeting"_s,
+                         .calendarFingerprint =
+                             CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
+                         .calendarFingerprintIsUnique = true,
+                         .occurrenceStart = start,
+                         .scheduledStart = start},
+            .title = testAlertTitle,
+            .startDate = start,
+            .endDate = start + 1800,
+            .isAllDay = false,
+            .isCanceled = false,
+            .participationStatus = MeetingParticipationStatus::accepted,
+            .hasAttendees = true,
+            .location = u"Video call · Sample data"_s,
+            .isRecurring = false,
+            .calendar = calendar,
+            .meetingURL = QUrl(u"https://meet.google.com/orv-test-alrt"_s)};
+}
+
+bool AppModel::showTestAlert()
+{
+    if (m_isShowingTestAlert) {
+        return true;
+    }
+    auto& controller = m_dependencies.alertController;
+    // The sample would replace a real alert, which would then never be answered.
+    if (controller.isPresenting()) {
+        return false;
+    }
+    const MeetingOccurrence meeting = testAlertMeeting(m_dependencies.clock.now());
+    const bool presented =
+        controller.present({meeting}, meeting.endDate, [self = QPointer<AppModel>(this)](FullScreenAlertAction action) {
+            if (!self) {
+                return;
+            }
+            // Only the link is real; no answer to the sample is recorded anywhere.
+            if (const auto* join = std::get_if<FullScreenAlertAction::Join>(&action.value)) {
+                self->openMeetingLink(join->meeting);
+            }
+            if (assign(self->m_isShowingTestAlert, false)) {
+                Q_EMIT self->changed();
+            }
+        });
+    if (presented) {
+        m_isShowingTestAlert = true;
+        Q_EMIT changed();
+    }
+    return presented;
+}
+
+void AppModel::exclude(const MeetingOccurrence& meeting, ExclusionScope scope)
+{
+    const ExclusionRecord record{.id = QUuid::createUuid(),
+                                 .identity = meeting.identity,
+                                 .scope = scope,
+                                 .createdAt = m_dependencies.clock.now(),
+                                 .eventTitle = meeting.title,
+                                 .calendarTitle = meeting.calendar.title};
+    try {
+        m_dependencies.exclusionStore.add(record);
+    } catch (const PersistenceStoreError& error) {
+        setLastError(error.description());
+        return;
+    }
+    refresh();
+}
+
+bool AppModel::openMeetingLink(const MeetingOccurrence& meeting)
+{
+    if (!meeting.meetingURL || !m_dependencies.openUrl) {
+        return false;
+    }
+    return m_dependencies.openUrl(*meeting.meetingURL);
+}
+
+void AppModel::setLastError(std::optional<QString> error)
+{
+    m_lastErrorIsFetchFailure = false;
+    if (assign(m_lastError, std::move(error))) {
+        Q_EMIT changed();
+    }
+}
+
+} // namespace orvane

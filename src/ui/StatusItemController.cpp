@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/StatusItemController.h"
+
+#include "model/AppModel.h"
+#include "ui/StatusMenu.h"
+#include "ui/WindowCoordinating.h"
+
+#include <QCoreApplication>
+#include <QLoggingCategory>
+#include <QMenu>
+#include <QSystemTrayIcon>
+
+using namespace Qt::StringLiterals;
+
+namespace orvane {
+
+namespace {
+Q_LOGGING_CATEGORY(statusItemLog, "orvane.ui.statusitem")
+} // namespace
+
+StatusItemController::StatusItemController(AppModel& model, WindowCoordinating& windows, std::optional<QUrl> updateURL,
+                                           std::function<bool(const QUrl&)> openUrl, QObject* parent)
+    : QObject(parent)
+    , m_model(model)
+    , m_windows(windows)
+    , m_updateURL(std::move(updateURL))
+    , m_openUrl(std::move(openUrl))
+    , m_menu(std::make_unique<QMenu>())
+    , m_statusItem(std::make_unique<QSystemTrayIcon>())
+{
+    const QString name = StatusMenuContent::statusItemName();
+    m_menu->setTitle(name);
+    m_menu->setAccessibleName(name);
+    m_statusItem->setIcon(StatusMenu::icon(StatusMenuContent::statusItemSymbol()));
+    m_statusItem->setToolTip(name);
+    m_statusItem->setContextMenu(m_menu.get());
+    rebuild();
+    connect(&m_model, &AppModel::changed, this, &StatusItemController::scheduleRebuild);
+
+    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
+        qCWarning(statusItemLog) << "The desktop shows no status items; Orvane's menu is not reachable from the panel";
+    }
+    // Shown anyway: a StatusNotifierItem host (or a tray) that appears later picks the item up.
+    m_statusItem->show();
+}
+
+StatusItemController::~StatusItemController() = default;
+
+StatusMenuInput StatusItemController::input(const AppModel& model, bool hasUpdateURL, Date now)
+{
+    const bool usable = model.hasUsableCalendarSource();
+    return {.onboardingCompleted = model.hasCompletedOnboarding(),
+            .persistencePaused = !model.persistenceIssues().empty(),
+            .hasUsableCalendarSource = usable,
+            .remoteAccountNeedsReconnection = model.hasRemoteAccountNeedingReconnection(),
+            .authorizationState = model.authorizationState(),
+            .hasSourceHealthIssues = !model.calendarSourceHealthIssues().empty(),
+            .hasReconciliationIssues = !model.calendarReconciliationIssues().empty(),
+            // A usable source without desktop access can only be a connected account.
+            .usingConnectedCalendarsOnly =
+                usable && model.authorizationState() != CalendarAuthorizationState::fullAccess,
+            .upcoming = model.upcoming(),
+            .isRefreshing = model.isRefreshing(),
+            .hasUpdateURL = hasUpdateURL,
+            .now = now,
+            .timeZone = QTimeZone::systemTimeZone(),
+            .locale = QLocale()};
+}
+
+void StatusItemController::scheduleRebuild()
+{
+    // Rebuilt from the event loop, never inside a change notification: the notification may come from an action
+    // of this very menu (Refresh, Exclude), whose item a rebuild would delete while it is still being triggered.
+    // Bursts of changes also collapse into one rebuild.
+    if (m_rebuildPending) {
+        return;
+    }
+    m_rebuildPending = true;
+    QMetaObject::invokeMethod(this, &StatusItemController::rebuild, Qt::QueuedConnection);
+}
+
+void StatusItemController::rebuild()
+{
+    m_rebuildPending = false;
+    const StatusMenuInput state =
+        input(m_model, m_updateURL.has_value(), Date::fromDateTime(QDateTime::currentDateTimeUtc()));
+    StatusMenu::populate(
+        *m_menu, StatusMenuContent::build(state),
+        [this](StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting) { perform(action, meeting); });
+}
+
+void StatusItemController::perform(StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting)
+{
+    switch (action) {
+    case StatusMenuAction::none:
+        return;
+    case StatusMenuAction::refresh:
+        m_model.refresh();
+        return;
+    case StatusMenuAction::showTestAlert:
+        m_model.showTestAlert();
+        return;
+    case StatusMenuAction::openSettings:
+        m_windows.openSettings();
+        return;
+    case StatusMenuAction::openCalendarSettings:
+        m_windows.openSettings(WindowCoordinating::SettingsSection::calendars);
+        return;
+    case StatusMenuAction::openOnboarding:
+        m_windows.openOnboarding();
+        return;
+    case StatusMenuAction::openAbout:
+        m_windows.openAbout();
+        return;
+    case StatusMenuAction::checkForUpdates:
+        if (m_updateURL && m_openUrl && !m_openUrl(*m_updateURL)) {
+            qCWarning(statusItemLog) << "Could not open the update address" << m_updateURL->toDisplayString();
+        }
+        return;
+    case StatusMenuAction::quit:
+        QCoreApplication::quit();
+        return;
+    case StatusMenuAction::join:
+        if (meeting) {
+            m_model.openMeetingLink(*meeting);
+        }
+        return;
+    case StatusMenuAction::excludeOccurrence:
+        if (meeting) {
+            m_model.exclude(*meeting, ExclusionScope::occurrence);
+        }
+        return;
+    case StatusMenuAction::excludeSeries:
+        if (meeting) {
+            m_model.exclude(*meeting, ExclusionScope::series);
+        }
+        return;
+    }
+}
+
+} // namespace orvane

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "ui/StatusMenuContent.h"
+
+#include <QObject>
+#include <QUrl>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+class QMenu;
+class QSystemTrayIcon;
+
+namespace orvane {
+
+class AppModel;
+class WindowCoordinating;
+
+/// Orvane's permanent surface: the status item in the panel's tray and its menu, rebuilt from the application model
+/// whenever the model changes.
+///
+/// Where the desktop has no tray (no StatusNotifierItem host and no XEmbed tray), the menu is still kept and rebuilt,
+/// a warning is logged once, and Orvane stays reachable through its windows and command line.
+class StatusItemController final : public QObject {
+    Q_OBJECT
+
+public:
+    /// `updateURL` is the configured update address ("Check for Updates…" shows only with one); `openUrl` opens an
+    /// address in the browser and returns false when it could not.
+    StatusItemController(AppModel& model, WindowCoordinating& windows, std::optional<QUrl> updateURL,
+                         std::function<bool(const QUrl&)> openUrl, QObject* parent = nullptr);
+    ~StatusItemController() override;
+
+    /// The menu attached to the status item.
+    QMenu* menu() const { return m_menu.get(); }
+
+    /// What the menu needs to know, read from `model` at `now`.
+    static StatusMenuInput input(const AppModel& model, bool hasUpdateURL, Date now);
+
+private:
+    void scheduleRebuild();
+    void rebuild();
+    void perform(StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting);
+
+    AppModel& m_model;
+    WindowCoordinating& m_windows;
+    std::optional<QUrl> m_updateURL;
+    std::function<bool(const QUrl&)> m_openUrl;
+    // The menu outlives the status item that shows it.
+    std::unique_ptr<QMenu> m_menu;
+    std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    bool m_rebuildPending = false;
+};
+
+} // namespace orvane
