@@ -10,7 +10,21 @@ namespace orvane {
 CommandLine::Request CommandLine::parse(const QStringList& arguments)
 {
     if (arguments.isEmpty()) {
-        return ShowHelp{};
+        return Run{};
+    }
+    const QString& command = arguments.front();
+    if (command == u"upcoming"_s) {
+        if (arguments.size() == 1) {
+            return ListUpcoming{false};
+        }
+        if (arguments.size() == 2 && arguments.at(1) == u"--json"_s) {
+            return ListUpcoming{true};
+        }
+        return Invalid{u"\"upcoming\" takes only --json."_s};
+    }
+    if (command == u"test-alert"_s) {
+        return arguments.size() == 1 ? Request(ShowTestAlert{})
+                                     : Request(Invalid{u"\"test-alert\" takes no arguments."_s});
     }
     if (arguments.size() == 1) {
         const QString& argument = arguments.front();
@@ -30,9 +44,14 @@ CommandLine::Request CommandLine::parse(const QStringList& arguments)
 
 QString CommandLine::helpText(const BundleInfo& bundle)
 {
-    return u"Usage: orvane [--help | --version]\n"
+    return u"Usage: orvane [upcoming [--json] | test-alert | --help | --version]\n"
            u"\n"
            u"Orvane %1: full-screen reminders so that you never miss the start of a meeting.\n"
+           u"Without a command it starts in the tray (or brings the running copy forward).\n"
+           u"\n"
+           u"Commands (answered by the running copy):\n"
+           u"  upcoming       List the upcoming meetings that will alert; --json for scripts.\n"
+           u"  test-alert     Show the full-screen test alert.\n"
            u"\n"
            u"Options:\n"
            u"  -h, --help     Show this help and exit.\n"

@@ -19,12 +19,25 @@ struct CommandLine {
     struct ShowVersion {
         friend bool operator==(const ShowVersion&, const ShowVersion&) = default;
     };
+    /// Start Orvane (or bring the running copy forward).
+    struct Run {
+        friend bool operator==(const Run&, const Run&) = default;
+    };
+    /// Print the running copy's upcoming meetings, as text or as JSON.
+    struct ListUpcoming {
+        bool json = false;
+        friend bool operator==(const ListUpcoming&, const ListUpcoming&) = default;
+    };
+    /// Ask the running copy to show its test alert.
+    struct ShowTestAlert {
+        friend bool operator==(const ShowTestAlert&, const ShowTestAlert&) = default;
+    };
     /// The arguments made no sense; `message` says why, for standard error.
     struct Invalid {
         QString message;
         friend bool operator==(const Invalid&, const Invalid&) = default;
     };
-    using Request = std::variant<ShowHelp, ShowVersion, Invalid>;
+    using Request = std::variant<Run, ListUpcoming, ShowTestAlert, ShowHelp, ShowVersion, Invalid>;
 
     /// The request of `arguments` (without the program name).
     static Request parse(const QStringList& arguments);

@@ -26,7 +26,13 @@ TEST_P(CommandLineParse, UnderstandsTheArguments)
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLineParse,
-    ::testing::Values(ParseCase{{}, CommandLine::ShowHelp{}}, ParseCase{{u"--help"_s}, CommandLine::ShowHelp{}},
+    ::testing::Values(ParseCase{{}, CommandLine::Run{}}, ParseCase{{u"--help"_s}, CommandLine::ShowHelp{}},
+                      ParseCase{{u"upcoming"_s}, CommandLine::ListUpcoming{false}},
+                      ParseCase{{u"upcoming"_s, u"--json"_s}, CommandLine::ListUpcoming{true}},
+                      ParseCase{{u"upcoming"_s, u"--yaml"_s}, CommandLine::Invalid{u"\"upcoming\" takes only --json."_s}},
+                      ParseCase{{u"test-alert"_s}, CommandLine::ShowTestAlert{}},
+                      ParseCase{{u"test-alert"_s, u"now"_s},
+                                CommandLine::Invalid{u"\"test-alert\" takes no arguments."_s}},
                       ParseCase{{u"-h"_s}, CommandLine::ShowHelp{}},
                       ParseCase{{u"--version"_s}, CommandLine::ShowVersion{}},
                       ParseCase{{u"-v"_s}, CommandLine::ShowVersion{}},

@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "app/OrvaneApplication.h"
+
+#include "alert/AlertPanelContentFactory.h"
+#include "alert/FullScreenAlertController.h"
+#include "alert/SecureEventInputActivationGate.h"
+#include "alert/linux/LogindAlertPresentationSessionMonitor.h"
+#include "alert/linux/QtAlertWindowSystem.h"
+#include "alert/linux/X11KeyboardGrabProbe.h"
+#include "app/ApplicationControlService.h"
+#include "app/BundleInfo.h"
+#include "app/linux/DBusApplicationActivation.h"
+#include "app/linux/LinuxSystemEventSource.h"
+#include "calendars/CalendarIdentityReconciler.h"
+#include "calendars/CompositeCalendarRepository.h"
+#include "calendars/LocalCalendarSource.h"
+#include "calendars/linux/EdsCalendarRepository.h"
+#include "model/AppModel.h"
+#include "persistence/DeliveryStore.h"
+#include "persistence/ExclusionStore.h"
+#include "persistence/SettingsDefaultsDatabase.h"
+#include "persistence/SettingsStore.h"
+#include "scheduling/AlertScheduler.h"
+#include "scheduling/Clock.h"
+#include "scheduling/linux/TimerfdAlertTimerScheduler.h"
+#include "ui/StatusItemController.h"
+#include "ui/WindowCoordinating.h"
+
+#include <QApplication>
+#include <QDesktopServices>
+#include <QMessageBox>
+#include <QPointer>
+#include <QQmlEngine>
+#include <QtDebug>
+
+using namespace Qt::StringLiterals;
+
+namespace orvane {
+
+namespace {
+
+bool openInBrowser(const QUrl& url)
+{
+    return QDesktopServices::openUrl(url);
+}
+
+/// Until the onboarding and settings windows exist, the menu's window commands say where things stand instead of
+/// doing nothing.
+class InterimWindowCoordinator final : public WindowCoordinating {
+public:
+    explicit InterimWindowCoordinator(const BundleInfo& bundle)
+        : m_version(bundle.shortVersion())
+    {
+    }
+    void openOnboarding() override { inform(u"Calendar setup"_s); }
+    void openSettings(SettingsSection) override { inform(u"Settings"_s); }
+    void openAbout() override
+    {
+        QMessageBox::about(
+            nullptr, u"About Orvane"_s,
+            u"Orvane %1\nFull-screen reminders so that you never miss the start of a meeting."_s.arg(m_version));
+    }
+
+private:
+    static void inform(const QString& title)
+    {
+        QMessageBox::information(nullptr, title,
+                                 u"Orvane reads the calendars of your desktop's calendar (Evolution Data Server). "
+                                 u"Add or select calendars in your calendar application; Orvane picks them up "
+                                 u"within seconds."_s);
+    }
+    QString m_version;
+};
+
+} // namespace
+
+struct OrvaneApplication::Parts {
+    explicit Parts(const BundleInfo& bundle)
+        : windows(bundle)
+    {
+        defaults.removeOrphanedLock();
+    }
+
+    SystemClock clock;
+    TimerfdAlertTimerScheduler timers;
+    SettingsDefaultsDatabase defaults;
+    SettingsStore settingsStore{defaults};
+    ExclusionStore exclusionStore{defaults};
+    DeliveryStore deliveryStore{defaults};
+
+    EdsCalendarRepository localCalendars;
+    LocalCalendarSource localSource{localCalendars};
+    CompositeCalendarRepository repository{settingsStore, clock};
+    CalendarIdentityReconciler reconciler{
+        settingsStore, exclusionStore, deliveryStore, [this] {
+            return CalendarSnapshot{repository.knownCalendarGroups(), repository.lastFetchWasComplete()};
+        }};
+    AlertScheduler scheduler{repository, settingsStore, exclusionStore, deliveryStore, timers, clock};
+
+    LogindAlertPresentationSessionMonitor monitor{QDBusConnection::systemBus(), QDBusConnection::sessionBus()};
+    X11KeyboardGrabProbe keyboardProbe;
+    SecureEventInputActivationGate gate{clock, timers, [this] {
+                                            return keyboardProbe.anotherClientHoldsKeyboard();
+                                        }};
+    QQmlEngine engine;
+    QtAlertWindowSystem windowSystem{makeAlertPanelContentFactory(engine, clock)};
+    FullScreenAlertController alertController{monitor, windowSystem, clock, timers, gate};
+
+    LinuxSystemEventSource systemEvents;
+    AppModel model{AppModelDependencies{
+        .defaults = defaults,
+        .localCalendars = localCalendars,
+        .repository = repository,
+        .settingsStore = settingsStore,
+        .exclusionStore = exclusionStore,
+        .deliveryStore = deliveryStore,
+        .scheduler = scheduler,
+        .alertController = alertController,
+        .clock = clock,
+        .systemEvents = systemEvents,
+        .reconciler = &reconciler,
+        .openUrl = openInBrowser,
+    }};
+
+    InterimWindowCoordinator windows;
+    std::unique_ptr<StatusItemController> statusItem;
+    DBusApplicationService applicationService;
+    ApplicationControlService control{model};
+};
+
+OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
+    : QObject(parent)
+    , m_parts(std::make_unique<Parts>(bundle))
+{
+    Parts& parts = *m_parts;
+    parts.repository.addSource(parts.localSource);
+    parts.scheduler.setIdentityReconciler(&parts.reconciler);
+    connect(&parts.timers, &TimerfdAlertTimerScheduler::systemClockChanged, &parts.systemEvents,
+            &SystemEventSource::clockChanged);
+    connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::systemDidWake, &parts.systemEvents,
+            &SystemEventSource::didWake);
+    connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionDidBecomeActive, &parts.systemEvents,
+            &SystemEventSource::sessionDidBecomeActive);
+    // Alerts held back while the screen was locked or asleep are offered again.
+    connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::presentationDidBecomeAvailable, this,
+            [this] { m_parts->scheduler.presentationSurfaceDidBecomeAvailable(); });
+    connect(&parts.model, &AppModel::changed, this, [this] {
+        m_parts->alertController.setShowsOnAllDisplays(m_parts->settingsStore.settings().showsOnAllDisplays);
+    });
+    const auto updateURL = bundle.value(u"OrvaneUpdateURL"_s);
+    parts.statusItem = std::make_unique<StatusItemController>(
+        parts.model, parts.windows, updateURL ? std::optional(QUrl(*updateURL)) : std::nullopt, openInBrowser);
+    // Queued: the second launch waits for the D-Bus reply, which must not wait for a window.
+    connect(&parts.applicationService, &DBusApplicationService::reopenRequested, this, &OrvaneApplication::reopen,
+            Qt::QueuedConnection);
+}
+
+OrvaneApplication::~OrvaneApplication() = default;
+
+AppModel& OrvaneApplication::model()
+{
+    return m_parts->model;
+}
+
+QCoro::Task<> OrvaneApplication::start()
+{
+    if (!m_parts->applicationService.registerOnBus()) {
+        qWarning("Orvane: the session bus is unavailable; a second launch cannot find this one.");
+    }
+    m_parts->control.registerOnBus();
+    m_parts->alertController.setShowsOnAllDisplays(m_parts->settingsStore.settings().showsOnAllDisplays);
+    if (!m_parts->model.hasCompletedOnboarding()) {
+        m_parts->windows.openOnboarding();
+    }
+    QPointer<OrvaneApplication> self(this);
+    auto starting = m_parts->model.start();
+    co_await std::move(starting);
+    if (self && m_parts->model.hasCompletedOnboarding() && !m_parts->model.hasUsableCalendarSource()) {
+        m_parts->windows.openOnboarding();
+    }
+}
+
+void OrvaneApplication::reopen()
+{
+    if (m_parts->model.hasCompletedOnboarding() && m_parts->model.hasUsableCalendarSource()) {
+        m_parts->windows.openSettings(WindowCoordinating::SettingsSection::general);
+    } else {
+        m_parts->windows.openOnboarding();
+    }
+}
+
+} // namespace orvane
