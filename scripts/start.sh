@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Installs what is missing, builds Orvane (optimised) and starts it. Arguments are passed on to orvane.
+# Without a desktop session (no DISPLAY or WAYLAND_DISPLAY) it shows Orvane working in a private headless session
+# instead: a sample meeting raises the alert, and a screenshot of it is saved.
 set -euo pipefail
 
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -11,4 +13,7 @@ cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DORVANE_BUILD_
     -DORVANE_BUILD_BENCHMARKS=OFF >/dev/null
 cmake --build "$build" --target orvane
 
+if [[ -z "${DISPLAY:-}" && -z "${WAYLAND_DISPLAY:-}" && $# -eq 0 ]]; then
+    exec "$root/scripts/demo-session.sh" "$build/src/app/orvane" "$PWD/orvane-demo-alert.png"
+fi
 exec "$build/src/app/orvane" "$@"

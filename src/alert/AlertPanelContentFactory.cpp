@@ -27,20 +27,29 @@ Item {
 
 } // namespace
 
-std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(QQmlEngine& engine,
-                                                                                          const Clock& clock)
-{
-    // Compiled once and reused for every panel, so that showing an alert does not parse QML again.
-    auto view = std::make_shared<AlertView>(engine);
-    auto backdrop = std::make_shared<QQmlComponent>(&engine);
-    backdrop->setData(QByteArray(backdropSource), QUrl(u"qrc:/orvane/alert/Backdrop.qml"_s));
+struct AlertScene {
+    QQmlEngine engine;
+    // Compiled once and reused for every panel, so that later alerts do not parse QML again.
+    AlertView view{engine};
+    QQmlComponent backdrop{&engine};
 
-    return [&engine, &clock, view, backdrop](QQuickWindow& window, const AlertPanelContent& content) {
+    AlertScene() { backdrop.setData(QByteArray(backdropSource), QUrl(u"qrc:/orvane/alert/Backdrop.qml"_s)); }
+};
+
+std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(const Clock& clock)
+{
+    auto scene = std::make_shared<std::unique_ptr<AlertScene>>();
+    return [&clock, scene](QQuickWindow& window, const AlertPanelContent& content) {
+        if (!*scene) {
+            *scene = std::make_unique<AlertScene>();
+        }
+        AlertScene& parts = **scene;
         window.setColor(QColor::fromRgbF(0.035f, 0.047f, 0.063f));
         if (content.meetings.empty()) {
-            auto* item = qobject_cast<QQuickItem*>(backdrop->create(engine.rootContext()));
+            auto* item = qobject_cast<QQuickItem*>(parts.backdrop.create(parts.engine.rootContext()));
             if (item == nullptr) {
-                qWarning().noquote() << "Orvane: the alert backdrop could not be built:" << backdrop->errorString();
+                qWarning().noquote() << "Orvane: the alert backdrop could not be built:"
+                                     << parts.backdrop.errorString();
                 return;
             }
             item->setParentItem(window.contentItem());
@@ -48,9 +57,9 @@ std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelConte
             return;
         }
         auto* model = new AlertViewModel(content.meetings, clock, content.onAction, &window);
-        if (view->create(model, window.contentItem()) == nullptr) {
+        if (parts.view.create(model, window.contentItem()) == nullptr) {
             // The window keeps its dark colour, and Escape still reaches the controller.
-            qWarning().noquote() << "Orvane: the alert view could not be built:" << view->errorString();
+            qWarning().noquote() << "Orvane: the alert view could not be built:" << parts.view.errorString();
         }
     };
 }

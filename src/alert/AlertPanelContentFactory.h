@@ -5,7 +5,6 @@
 
 #include <functional>
 
-class QQmlEngine;
 class QQuickWindow;
 
 namespace orvane {
@@ -13,9 +12,9 @@ namespace orvane {
 class Clock;
 
 /// Fills an alert panel's window: the alert view with its view model for the panel with controls, the backdrop
-/// alone for the panels that cover the other displays. The engine and the clock must outlive every panel; the
-/// view model lives as long as the panel's window.
-std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(QQmlEngine& engine,
-                                                                                          const Clock& clock);
+/// alone for the panels that cover the other displays. The QML engine is made on the first alert, not at start-up:
+/// Orvane waits in the tray far more than it alerts. The clock must outlive every panel; a view model lives as long
+/// as its panel's window.
+std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(const Clock& clock);
 
 } // namespace orvane

@@ -108,7 +108,10 @@ QString AlertTexts::timeRange(Date start, Date end, const QLocale& locale)
 {
     const QDateTime from = start.toDateTime().toLocalTime();
     const QDateTime to = end.toDateTime().toLocalTime();
-    const QString format = locale.timeFormat(QLocale::ShortFormat);
+    QString format = locale.timeFormat(QLocale::ShortFormat);
+    // Some locales (C among them) put seconds in their short format; a meeting's times never need them.
+    static const QRegularExpression seconds(u"[:.]ss?"_s);
+    format.remove(seconds);
     QString startText = locale.toString(from.time(), format);
     // "10:00 – 10:30 AM" reads better than "10:00 AM – 10:30 AM": a day period at the end of the format is said
     // once when both times share it. It is cut from the text, not the format, since without it "h" means 24 hours.

@@ -30,7 +30,6 @@
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPointer>
-#include <QQmlEngine>
 #include <QtDebug>
 
 using namespace Qt::StringLiterals;
@@ -102,8 +101,7 @@ struct OrvaneApplication::Parts {
     SecureEventInputActivationGate gate{clock, timers, [this] {
                                             return keyboardProbe.anotherClientHoldsKeyboard();
                                         }};
-    QQmlEngine engine;
-    QtAlertWindowSystem windowSystem{makeAlertPanelContentFactory(engine, clock)};
+    QtAlertWindowSystem windowSystem{makeAlertPanelContentFactory(clock)};
     FullScreenAlertController alertController{monitor, windowSystem, clock, timers, gate};
 
     LinuxSystemEventSource systemEvents;

@@ -83,6 +83,8 @@ TEST(AlertTextsTest, timeRangeUsesTheLocalesShortTimes)
     EXPECT_EQ(AlertTexts::timeRange(Date{start - 10 * 3600}, Date{start - 9.5 * 3600}, us), u"10:26 \u2013 10:56 AM"_s);
     EXPECT_EQ(AlertTexts::timeRange(Date{start - 9 * 3600}, Date{start - 8 * 3600}, us), u"11:26 AM \u2013 12:26 PM"_s);
     EXPECT_EQ(AlertTexts::timeRange(Date{start}, Date{end}, german), u"20:26 \u2013 20:56"_s);
+    EXPECT_EQ(AlertTexts::timeRange(Date{start}, Date{end}, QLocale::c()), u"20:26 \u2013 20:56"_s)
+        << "no seconds, even where the short format has them";
 }
 
 } // namespace

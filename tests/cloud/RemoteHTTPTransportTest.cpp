@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "../support/LocalHttpServer.h"
-#include "../support/QtPrinters.h"
-#include "../support/RunTask.h"
 #include "cloud/NetworkRemoteHTTPTransport.h"
 #include "cloud/RemoteHTTPError.h"
 #include "cloud/RemoteHTTPOrigin.h"
+#include "support/LocalHttpServer.h"
+#include "support/QtPrinters.h"
+#include "support/RunTask.h"
 
 #include <QTest>
 
@@ -21,11 +21,6 @@ using orvane::RemoteHTTPOrigin;
 using orvane::RemoteHTTPRedirectPolicy;
 using orvane::RemoteHTTPRequest;
 using orvane::RemoteHTTPResponse;
-
-inline void PrintTo(const QByteArray& value, std::ostream* out)
-{
-    *out << '"' << value.toStdString() << '"';
-}
 
 namespace orvane {
 inline void PrintTo(const RemoteHTTPError& error, std::ostream* out)

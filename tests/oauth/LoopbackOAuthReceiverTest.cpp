@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "oauth/LoopbackOAuthReceiver.h"
 
-#include "../support/QtPrinters.h"
-#include "../support/RunTask.h"
+#include "support/QtPrinters.h"
+#include "support/RunTask.h"
 
 #include <QTcpSocket>
 #include <QTest>
@@ -20,11 +20,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using orvane::LoopbackOAuthReceiver;
 using orvane::OAuthError;
-
-inline void PrintTo(const QByteArray& value, std::ostream* out)
-{
-    *out << '"' << value.toStdString() << '"';
-}
 
 namespace {
 

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "oauth/OAuthTokenClient.h"
 
-#include "../support/LocalHttpServer.h"
-#include "../support/QtPrinters.h"
-#include "../support/RunTask.h"
 #include "cloud/NetworkRemoteHTTPTransport.h"
 #include "cloud/RemoteHTTPError.h"
 #include "oauth/OAuthError.h"
+#include "support/LocalHttpServer.h"
+#include "support/QtPrinters.h"
+#include "support/RunTask.h"
 
 #include <QTcpServer>
 
@@ -23,11 +23,6 @@ using orvane::OAuthProviderConfiguration;
 using orvane::OAuthTokenClient;
 using orvane::OAuthTokenSet;
 using orvane::RemoteHTTPError;
-
-inline void PrintTo(const QByteArray& value, std::ostream* out)
-{
-    *out << '"' << value.toStdString() << '"';
-}
 
 namespace orvane {
 inline void PrintTo(const OAuthError& error, std::ostream* out)

@@ -3,11 +3,17 @@
 
 // Readable GoogleTest output for Qt values: failures show text, not bytes.
 
+#include <QByteArray>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
 
 #include <ostream>
+
+inline void PrintTo(const QByteArray& value, std::ostream* out)
+{
+    *out << '"' << value.toStdString() << '"';
+}
 
 inline void PrintTo(const QString& value, std::ostream* out)
 {

@@ -10,8 +10,8 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <poll.h>
-#include <spawn.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -37,19 +37,41 @@ pid_t spawnProcess(const std::vector<std::string>& command, int outputDescriptor
         arguments.push_back(const_cast<char*>(argument.c_str()));
     }
     arguments.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    if (outputDescriptor >= 0) {
-        posix_spawn_file_actions_adddup2(&actions, outputDescriptor, STDOUT_FILENO);
+    int errorPipe[2];
+    if (::pipe2(errorPipe, O_CLOEXEC) != 0) {
+        throw failure("cannot make a pipe");
     }
-    if (closeInChild >= 0) {
-        posix_spawn_file_actions_addclose(&actions, closeInChild);
+    const pid_t parent = getpid();
+    const pid_t pid = fork();
+    if (pid < 0) {
+        close(errorPipe[0]);
+        close(errorPipe[1]);
+        throw failure("cannot start " + command.front() + ": " + std::strerror(errno));
     }
-    pid_t pid = -1;
-    const int result = posix_spawnp(&pid, arguments.front(), &actions, nullptr, arguments.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (result != 0) {
-        throw failure("cannot start " + command.front() + ": " + std::strerror(result));
+    if (pid == 0) {
+        // The X server and its clients die with the test, even when it aborts: left behind, they would keep ctest's
+        // output pipe open and ctest would wait for them until its time limit.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) {
+            _exit(127);
+        }
+        const int quiet = open("/dev/null", O_WRONLY);
+        dup2(outputDescriptor >= 0 ? outputDescriptor : quiet, STDOUT_FILENO);
+        if (closeInChild >= 0) {
+            close(closeInChild);
+        }
+        execvp(arguments.front(), arguments.data());
+        const int error = errno;
+        [[maybe_unused]] const auto written = write(errorPipe[1], &error, sizeof error);
+        _exit(127);
+    }
+    close(errorPipe[1]);
+    int error = 0;
+    const bool failed = read(errorPipe[0], &error, sizeof error) == sizeof error;
+    close(errorPipe[0]);
+    if (failed) {
+        waitpid(pid, nullptr, 0);
+        throw failure("cannot start " + command.front() + ": " + std::strerror(error));
     }
     return pid;
 }
