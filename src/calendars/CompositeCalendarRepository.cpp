@@ -173,7 +173,9 @@ QCoro::Task<std::vector<CalendarGroup>> CompositeCalendarRepository::calendarGro
 {
     const Date now = m_clock.now();
     co_await fetchAll(FetchInterval::around(now), false);
-    co_return m_knownGroups;
+    // A copy first: GCC 12 moves a member named in `co_return`, which would empty the known calendars.
+    auto groups = m_knownGroups;
+    co_return groups;
 }
 
 void CompositeCalendarRepository::setHealthIssues(std::vector<CalendarSourceHealthIssue> issues)

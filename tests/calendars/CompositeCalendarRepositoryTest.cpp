@@ -70,6 +70,18 @@ TEST(CompositeCalendarRepository, MergesSourcesAndKeepsAMeetingSeenTwiceOnce)
     EXPECT_TRUE(composite.repository.lastFetchWasComplete());
 }
 
+TEST(CompositeCalendarRepository, ListingTheCalendarsKeepsThemKnown)
+{
+    Composite composite;
+    composite.local.groups = {CalendarGroup{u"src-1"_s, u"Desktop"_s, CalendarSourceKind::local, {}}};
+    const auto listed = runTask(composite.repository.calendarGroups());
+    ASSERT_EQ(listed.size(), 1u);
+    // The reconciler reads the known calendars later; handing out the list must not use it up.
+    EXPECT_EQ(composite.repository.knownCalendarGroups(), listed);
+    EXPECT_EQ(runTask(composite.repository.calendarGroups()), listed);
+    EXPECT_EQ(composite.local.groups.size(), 1u);
+}
+
 TEST(CompositeCalendarRepository, PassesTheSelectionOrAllCalendars)
 {
     Composite composite;

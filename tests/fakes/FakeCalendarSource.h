@@ -39,7 +39,9 @@ public:
         if (failing) {
             throw std::runtime_error("The account is unreachable.");
         }
-        co_return groups;
+        // A copy first: GCC 12 moves a member named in `co_return`.
+        auto copy = groups;
+        co_return copy;
     }
 
     QCoro::Task<std::vector<orvane::MeetingOccurrence>> occurrences(orvane::FetchInterval interval,
