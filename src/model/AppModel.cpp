@@ -4,18 +4,22 @@
 #include "alert/FullScreenAlertController.h"
 #include "calendars/CalendarIdentityReconciler.h"
 #include "calendars/CalendarRepository.h"
+#include "calendars/CalendarRepositoryError.h"
 #include "calendars/CompositeCalendarRepository.h"
 #include "domain/Overloaded.h"
 #include "model/SystemEventSource.h"
 #include "persistence/DefaultsDatabase.h"
+#include "persistence/DeliveryStoring.h"
 #include "persistence/ExclusionStoring.h"
 #include "persistence/PersistenceStoreError.h"
+#include "persistence/SettingsStoring.h"
 #include "scheduling/AlertScheduler.h"
 
 #include <QPointer>
 #include <QUuid>
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 
@@ -66,6 +70,28 @@ bool assign(T& field, T value)
 
 } // namespace
 
+CalendarRecoveryError::CalendarRecoveryError(Case value)
+    : m_value(std::move(value))
+    , m_what(description().toUtf8())
+{
+}
+
+QString CalendarRecoveryError::description() const
+{
+    return std::visit(
+        Overloaded{
+            [](const UnreadableComponent& error) {
+                return u"Stored "_s + error.component + u" must be reviewed before calendar recovery can continue."_s;
+            },
+        },
+        m_value);
+}
+
+const char* CalendarRecoveryError::what() const noexcept
+{
+    return m_what.constData();
+}
+
 AppModel::AppModel(AppModelDependencies dependencies, QObject* parent)
     : QObject(parent)
     , m_dependencies(std::move(dependencies))
@@ -92,6 +118,16 @@ const std::vector<CalendarReconciliationIssue>& AppModel::calendarReconciliation
 const std::vector<CalendarSourceHealthIssue>& AppModel::calendarSourceHealthIssues() const
 {
     return m_dependencies.repository.healthIssues();
+}
+
+const NotifierSettings& AppModel::settings() const
+{
+    return m_dependencies.settingsStore.settings();
+}
+
+const std::vector<ExclusionRecord>& AppModel::exclusions() const
+{
+    return m_dependencies.exclusionStore.records();
 }
 
 bool AppModel::hasUsableCalendarSource() const
@@ -126,6 +162,185 @@ void AppModel::setOnboardingCompleted(bool completed)
         return;
     }
     Q_EMIT changed();
+}
+
+void AppModel::changeSettings(const std::function<void(NotifierSettings&)>& change, bool affectsSchedule)
+{
+    auto& store = m_dependencies.settingsStore;
+    NotifierSettings settings = store.settings();
+    change(settings);
+    // An unreadable record still shows the defaults: saving them must report the refusal, not pretend success.
+    if (settings == store.settings() && !store.readState().isUnreadable()) {
+        commandSucceeded();
+        return;
+    }
+    try {
+        store.save(settings);
+    } catch (const PersistenceStoreError& error) {
+        commandFailed(error.description());
+        return;
+    }
+    commandSucceeded();
+    Q_EMIT changed();
+    if (affectsSchedule) {
+        refresh();
+    }
+}
+
+void AppModel::setAlertLeadTime(double seconds)
+{
+    if (!std::isfinite(seconds) || seconds < 0 || seconds > NotifierSettings::maximumAlertLeadTime) {
+        commandFailed(leadTimeOutOfRangeMessage);
+        return;
+    }
+    changeSettings([seconds](NotifierSettings& settings) { settings.alertLeadTime = seconds; }, true);
+}
+
+void AppModel::setEligibilityMode(EligibilityMode mode)
+{
+    changeSettings([mode](NotifierSettings& settings) { settings.eligibilityMode = mode; }, true);
+}
+
+void AppModel::setShowsOnAllDisplays(bool shows)
+{
+    changeSettings([shows](NotifierSettings& settings) { settings.showsOnAllDisplays = shows; }, false);
+    // Follows what is stored, so that a refused save leaves the alert as it was.
+    m_dependencies.alertController.setShowsOnAllDisplays(m_dependencies.settingsStore.settings().showsOnAllDisplays);
+}
+
+void AppModel::setLaunchAtLogin(bool launches)
+{
+    changeSettings([launches](NotifierSettings& settings) { settings.launchAtLogin = launches; }, false);
+}
+
+void AppModel::setSelectedCalendars(std::optional<QSet<QString>> calendarIdentifiers)
+{
+    std::optional<std::vector<CalendarSelectionRecord>> selection;
+    if (calendarIdentifiers) {
+        // The fingerprint lets identity reconciliation find the calendar again if its identifier changes later.
+        selection.emplace();
+        QSet<QString> found;
+        for (const auto& group : m_calendarGroups) {
+            for (const auto& calendar : group.calendars) {
+                if (calendarIdentifiers->contains(calendar.identifier) && !found.contains(calendar.identifier)) {
+                    found.insert(calendar.identifier);
+                    selection->push_back(
+                        {calendar.identifier,
+                         CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title}});
+                }
+            }
+        }
+        if (found.size() != calendarIdentifiers->size()) {
+            commandFailed(calendarListChangedMessage);
+            return;
+        }
+    }
+    changeSettings([&selection](NotifierSettings& settings) { settings.selectedCalendars = std::move(selection); },
+                   true);
+}
+
+void AppModel::removeExclusions(const QSet<QUuid>& ids)
+{
+    if (ids.isEmpty()) {
+        return;
+    }
+    try {
+        m_dependencies.exclusionStore.remove(ids);
+    } catch (const PersistenceStoreError& error) {
+        commandFailed(error.description());
+        return;
+    }
+    commandSucceeded();
+    Q_EMIT changed();
+    refresh();
+}
+
+void AppModel::removeAllExclusions()
+{
+    try {
+        m_dependencies.exclusionStore.removeAll();
+    } catch (const PersistenceStoreError& error) {
+        commandFailed(error.description());
+        return;
+    }
+    commandSucceeded();
+    Q_EMIT changed();
+    refresh();
+}
+
+void AppModel::recoverUnreadableRecord(PersistenceComponent component)
+{
+    // Only the named record is reset: the others keep their bytes even if they are unreadable too, because each
+    // reset costs the user something different and is confirmed on its own.
+    const auto reset = [](auto& store) {
+        if (!store.readState().isUnreadable()) {
+            return false;
+        }
+        store.resetAfterReadFailure();
+        return true;
+    };
+    bool didReset = false;
+    try {
+        switch (component) {
+        case PersistenceComponent::settings:
+            didReset = reset(m_dependencies.settingsStore);
+            break;
+        case PersistenceComponent::exclusions:
+            didReset = reset(m_dependencies.exclusionStore);
+            break;
+        case PersistenceComponent::delivery:
+            didReset = reset(m_dependencies.deliveryStore);
+            break;
+        }
+    } catch (const PersistenceStoreError& error) {
+        commandFailed(calendarRecoveryFailedPrefix + error.description());
+        return;
+    }
+    if (!didReset) {
+        return;
+    }
+    commandSucceeded();
+    Q_EMIT changed();
+    // The scheduler lifts its pause (and the pause text) once no record is unreadable any more.
+    refresh();
+}
+
+void AppModel::recoverCalendarIdentities()
+{
+    if (const auto issues = m_dependencies.scheduler.persistenceIssues(); !issues.empty()) {
+        const CalendarRecoveryError error(
+            CalendarRecoveryError::UnreadableComponent{title(issues[0].component).toLower()});
+        commandFailed(error.description());
+        return;
+    }
+    commandSucceeded();
+    refresh();
+}
+
+QCoro::Task<> AppModel::requestCalendarAccess()
+{
+    const QPointer<AppModel> self(this);
+    CalendarAuthorizationState state = CalendarAuthorizationState::unknown;
+    try {
+        auto requesting = m_dependencies.localCalendars.requestFullAccess();
+        state = co_await std::move(requesting);
+    } catch (const CalendarRepositoryError& error) {
+        if (self) {
+            commandFailed(error.description());
+        }
+        co_return;
+    }
+    if (!self) {
+        co_return;
+    }
+    if (assign(m_authorizationState, state)) {
+        Q_EMIT changed();
+    }
+    auto loading = loadCalendars();
+    co_await std::move(loading);
+    if (self) {
+        refresh();
+    }
 }
 
 QCoro::Task<> AppModel::start()
@@ -463,6 +678,21 @@ bool AppModel::openMeetingLink(const MeetingOccurrence& meeting)
         return false;
     }
     return m_dependencies.openUrl(*meeting.meetingURL);
+}
+
+void AppModel::commandFailed(QString error)
+{
+    setLastError(error);
+    m_commandError = std::move(error);
+}
+
+void AppModel::commandSucceeded()
+{
+    // Only the command's own failure is taken back: a pause or a failed fetch stays until it is resolved.
+    if (m_commandError && m_lastError == m_commandError) {
+        setLastError(std::nullopt);
+    }
+    m_commandError.reset();
 }
 
 void AppModel::setLastError(std::optional<QString> error)

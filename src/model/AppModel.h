@@ -7,17 +7,25 @@
 #include "domain/AlertBatch.h"
 #include "domain/CalendarAuthorizationState.h"
 #include "domain/CalendarGroup.h"
+#include "domain/EligibilityMode.h"
+#include "domain/ExclusionRecord.h"
 #include "domain/MeetingOccurrence.h"
+#include "domain/NotifierSettings.h"
 #include "persistence/PersistenceComponent.h"
 #include "scheduling/AlertSchedulerEvent.h"
 
+#include <QByteArray>
 #include <QObject>
+#include <QSet>
 #include <QString>
 #include <QUrl>
+#include <QUuid>
 #include <qcoro/qcorotask.h>
 
+#include <exception>
 #include <functional>
 #include <optional>
+#include <variant>
 #include <vector>
 
 namespace orvane {
@@ -33,6 +41,29 @@ class ExclusionStoring;
 class FullScreenAlertController;
 class SettingsStoring;
 class SystemEventSource;
+
+/// Why calendar identity recovery cannot run now.
+class CalendarRecoveryError : public std::exception {
+public:
+    /// A stored record is unreadable; `component` names its kind ("meeting exclusions"). Re-matching the others
+    /// without it could leave the stored choices disagreeing with each other.
+    struct UnreadableComponent {
+        QString component;
+        friend bool operator==(const UnreadableComponent&, const UnreadableComponent&) = default;
+    };
+
+    using Case = std::variant<UnreadableComponent>;
+
+    explicit CalendarRecoveryError(Case value);
+
+    const Case& value() const { return m_value; }
+    QString description() const;
+    const char* what() const noexcept override;
+
+private:
+    Case m_value;
+    QByteArray m_what;
+};
 
 /// Everything the application model works with. All of it must outlive the model; the composition root owns it.
 struct AppModelDependencies {
@@ -65,6 +96,15 @@ public:
     static inline const QString onboardingCompletedKey = QStringLiteral("Orvane.hasCompletedCalendarOnboarding.v2");
     /// The title of the sample meeting the test alert shows.
     static inline const QString testAlertTitle = QStringLiteral("Project kickoff · Test alert");
+    /// A lead time outside 0 to 120 minutes was asked for.
+    static inline const QString leadTimeOutOfRangeMessage =
+        QStringLiteral("The alert lead time must be between 0 and 120 minutes.");
+    /// A calendar to be selected is no longer listed.
+    static inline const QString calendarListChangedMessage =
+        QStringLiteral("The calendar list changed. Refresh your selection and try again.");
+    /// Resetting an unreadable record failed; the store's description follows.
+    static inline const QString calendarRecoveryFailedPrefix =
+        QStringLiteral("Calendar recovery failed without resetting unrelated data: ");
 
     explicit AppModel(AppModelDependencies dependencies, QObject* parent = nullptr);
     ~AppModel() override;
@@ -85,6 +125,10 @@ public:
     bool hasRemoteAccountNeedingReconnection() const { return false; }
     bool hasCompletedOnboarding() const;
     bool isShowingTestAlert() const { return m_isShowingTestAlert; }
+    /// The stored alert preferences, as settings shows them.
+    const NotifierSettings& settings() const;
+    /// The stored exclusions, for the list in settings.
+    const std::vector<ExclusionRecord>& exclusions() const;
 
     /// Installs the system event observers, starts the scheduler and loads the calendar list. Only the first call
     /// does anything.
@@ -100,6 +144,28 @@ public:
     bool openMeetingLink(const MeetingOccurrence& meeting);
     void setOnboardingCompleted(bool completed);
 
+    // Commands of settings and onboarding. A failure shows in lastError(), which a later success clears again.
+
+    /// Seconds before a meeting's start, 0 to NotifierSettings::maximumAlertLeadTime; anything else is refused.
+    void setAlertLeadTime(double seconds);
+    void setEligibilityMode(EligibilityMode mode);
+    void setShowsOnAllDisplays(bool shows);
+    /// Only records the choice; registering with the session is the launch-at-login controller's business.
+    void setLaunchAtLogin(bool launches);
+    /// The calendars that may alert, by identifier; absent: every calendar. Each must be in calendarGroups(),
+    /// whose fingerprints are stored with the selection; otherwise nothing is saved.
+    void setSelectedCalendars(std::optional<QSet<QString>> calendarIdentifiers);
+    void removeExclusions(const QSet<QUuid>& ids);
+    void removeAllExclusions();
+    /// Resets the unreadable record of `component` (and no other) to its empty state, then refreshes. Nothing
+    /// happens while that record is readable.
+    void recoverUnreadableRecord(PersistenceComponent component);
+    /// Re-attaches stored calendar choices to the current calendars: the reconciler does so after every successful
+    /// fetch, so this refreshes. Refused with a CalendarRecoveryError text while any record is unreadable.
+    void recoverCalendarIdentities();
+    /// Asks for access to the desktop calendars, then reloads the calendar list and refreshes.
+    QCoro::Task<> requestCalendarAccess();
+
     /// The sample meeting of the test alert, starting two minutes after `now`.
     static MeetingOccurrence testAlertMeeting(Date now);
     /// When an unanswered alert for `batch` closes by itself.
@@ -113,6 +179,10 @@ private:
     void present(const AlertBatch& batch);
     void perform(const FullScreenAlertAction& action, const AlertBatch& batch);
     void setLastError(std::optional<QString> error);
+    void commandFailed(QString error);
+    void commandSucceeded();
+    /// Saves the settings as `change` leaves them; refreshes when the schedule depends on what changed.
+    void changeSettings(const std::function<void(NotifierSettings&)>& change, bool affectsSchedule);
     void updateFromScheduler(const AlertSchedulerSnapshot& snapshot);
     QCoro::Task<> loadCalendars();
 
@@ -124,6 +194,8 @@ private:
     std::optional<QString> m_lastError;
     /// The error shown is a failed fetch, which the next successful refresh takes back.
     bool m_lastErrorIsFetchFailure = false;
+    /// The last command's failure, which the next successful command takes back if it is still shown.
+    std::optional<QString> m_commandError;
     std::vector<PersistenceIssue> m_persistenceIssues;
     bool m_started = false;
     bool m_isShowingTestAlert = false;

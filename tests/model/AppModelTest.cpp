@@ -15,6 +15,7 @@
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsStore.h"
 #include "scheduling/AlertScheduler.h"
+#include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "support/RunTask.h"
@@ -23,6 +24,8 @@
 #include <QTest>
 
 #include <gtest/gtest.h>
+
+#include <cmath>
 
 using namespace Qt::StringLiterals;
 using namespace orvane;
@@ -34,11 +37,14 @@ constexpr double t0 = 700'000'000;
 /// The desktop calendar database, as far as its authorization goes.
 class FakeLocalCalendars final : public CalendarRepository {
 public:
-    CalendarAuthorizationState authorizationState() const override { return CalendarAuthorizationState::fullAccess; }
+    CalendarAuthorizationState authorizationState() const override { return state; }
     QCoro::Task<CalendarAuthorizationState> requestFullAccess() override
     {
-        co_return CalendarAuthorizationState::fullAccess;
+        state = CalendarAuthorizationState::fullAccess;
+        co_return state;
     }
+
+    CalendarAuthorizationState state = CalendarAuthorizationState::fullAccess;
     QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override { co_return {}; }
     QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval, QSet<QString>) override { co_return {}; }
 };
@@ -376,6 +382,207 @@ TEST(AppModel, SafetyEndIsTheLatestEnd)
                            {{fixtures::meeting(u"a"_s, t0, 90), Date{t0}, AlertReason::initial},
                             {fixtures::meeting(u"b"_s, t0, 30), Date{t0}, AlertReason::initial}}};
     EXPECT_EQ(AppModel::safetyEnd(batch), Date{t0 + 90 * 60});
+}
+
+CalendarGroup workGroup()
+{
+    const auto calendar = fixtures::meeting(u"x"_s, t0).calendar;
+    auto home = calendar;
+    home.identifier = u"cal-home"_s;
+    home.title = u"Home"_s;
+    return {calendar.sourceIdentifier, calendar.sourceTitle, calendar.sourceKind, {calendar, home}};
+}
+
+struct SettingsCase {
+    const char* name;
+    std::function<void(AppModel&)> command;
+    std::function<bool(const NotifierSettings&)> stored;
+    std::optional<QString> error;
+    bool refreshes;
+};
+
+TEST(AppModel, SettingsCommandsStoreAndRefreshOnlyWhenTheScheduleDependsOnThem)
+{
+    const auto refused = AppModel::leadTimeOutOfRangeMessage;
+    const auto leadTime = [](double seconds) {
+        return [seconds](AppModel& model) {
+            model.setAlertLeadTime(seconds);
+        };
+    };
+    const auto leadTimeIs = [](double seconds) {
+        return [seconds](const NotifierSettings& settings) {
+            return settings.alertLeadTime == seconds;
+        };
+    };
+    const SettingsCase cases[] = {
+        {"longest lead time", leadTime(7200), leadTimeIs(7200), std::nullopt, true},
+        {"no lead time", leadTime(0), leadTimeIs(0), std::nullopt, false},
+        {"negative", leadTime(-1), leadTimeIs(0), refused, false},
+        {"beyond two hours", leadTime(7200.5), leadTimeIs(0), refused, false},
+        {"not a number", leadTime(std::nan("")), leadTimeIs(0), refused, false},
+        {"eligibility", [](AppModel& model) { model.setEligibilityMode(EligibilityMode::meetingLike); },
+         [](auto& settings) { return settings.eligibilityMode == EligibilityMode::meetingLike; }, std::nullopt, true},
+        {"all displays", [](AppModel& model) { model.setShowsOnAllDisplays(true); },
+         [](auto& settings) { return settings.showsOnAllDisplays; }, std::nullopt, false},
+        {"launch at login", [](AppModel& model) { model.setLaunchAtLogin(true); },
+         [](auto& settings) { return settings.launchAtLogin; }, std::nullopt, false},
+    };
+    for (const auto& testCase : cases) {
+        SCOPED_TRACE(testCase.name);
+        Harness harness;
+        harness.start();
+        const int fetches = harness.fetches();
+        testCase.command(*harness.model);
+        harness.settle();
+        EXPECT_EQ(harness.model->lastError(), testCase.error);
+        EXPECT_TRUE(testCase.stored(harness.settings->settings()));
+        EXPECT_EQ(harness.fetches(), fetches + (testCase.refreshes ? 1 : 0));
+        EXPECT_EQ(harness.controller.showsOnAllDisplays(), harness.settings->settings().showsOnAllDisplays);
+        if (testCase.error) {
+            // A valid command afterwards takes the refusal back.
+            harness.model->setAlertLeadTime(60);
+            EXPECT_EQ(harness.model->lastError(), std::nullopt);
+        }
+    }
+}
+
+TEST(AppModel, CalendarSelectionIsStoredWithFingerprintsOnlyWhenEveryCalendarIsListed)
+{
+    const auto only = [](const CalendarDescriptor& calendar) {
+        return std::optional(std::vector<CalendarSelectionRecord>{
+            {calendar.identifier, CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title}}});
+    };
+    const auto work = workGroup().calendars[0];
+    const auto home = workGroup().calendars[1];
+    const std::tuple<const char*, std::optional<QSet<QString>>, std::optional<std::vector<CalendarSelectionRecord>>>
+        cases[] = {
+            {"present", QSet{work.identifier}, only(work)},
+            {"none", QSet<QString>{}, std::vector<CalendarSelectionRecord>{}},
+            {"every calendar", std::nullopt, std::nullopt},
+            {"vanished", QSet{work.identifier, u"cal-gone"_s}, only(home)},
+        };
+    for (const auto& [name, requested, expected] : cases) {
+        SCOPED_TRACE(name);
+        Harness harness;
+        harness.start();
+        // The fake source gives its groups away on the first read (the start's fetch), so they are set just before
+        // the calendar list is read again.
+        harness.source.groups = {workGroup()};
+        runTask(harness.model->requestCalendarAccess());
+        harness.settle();
+        ASSERT_EQ(harness.model->calendarGroups().size(), 1U);
+        harness.model->setSelectedCalendars(QSet{home.identifier});
+        harness.settle();
+        const QByteArray stored = harness.defaults.fileBytes();
+        const int fetches = harness.fetches();
+
+        harness.model->setSelectedCalendars(requested);
+        harness.settle();
+        const bool refused = requested && requested->contains(u"cal-gone"_s);
+        if (refused) {
+            EXPECT_EQ(harness.model->lastError(),
+                      u"The calendar list changed. Refresh your selection and try again."_s);
+            EXPECT_EQ(harness.defaults.fileBytes(), stored);
+        } else {
+            EXPECT_EQ(harness.model->lastError(), std::nullopt);
+            EXPECT_EQ(harness.source.selections.back(), requested) << "the next fetch reads the new selection";
+        }
+        EXPECT_EQ(harness.fetches(), fetches + (refused ? 0 : 1));
+        EXPECT_EQ(harness.settings->settings().selectedCalendars, expected);
+    }
+}
+
+TEST(AppModel, RemovedExclusionsAlertAgain)
+{
+    Harness harness;
+    harness.source.meetings = {fixtures::meeting(u"external:standup"_s, t0 + 600),
+                               fixtures::meeting(u"external:review"_s, t0 + 900)};
+    const auto standup = fixtures::exclusion(harness.source.meetings[0].identity);
+    const auto review = fixtures::exclusion(harness.source.meetings[1].identity);
+    harness.exclusions->add(standup);
+    harness.exclusions->add(review);
+    harness.start();
+    EXPECT_TRUE(harness.model->upcoming().empty());
+    EXPECT_EQ(harness.model->exclusions(), (std::vector{standup, review}));
+
+    harness.model->removeExclusions({standup.id});
+    harness.settle();
+    EXPECT_EQ(harness.model->exclusions(), std::vector{review});
+    EXPECT_EQ(harness.model->upcoming().size(), 1U);
+
+    harness.model->removeAllExclusions();
+    harness.settle();
+    EXPECT_TRUE(harness.model->exclusions().empty());
+    EXPECT_EQ(harness.model->upcoming().size(), 2U);
+    EXPECT_EQ(harness.model->lastError(), std::nullopt);
+}
+
+TEST(AppModel, RecoveryResetsOnlyTheNamedRecordAndCalendarRecoveryWaitsForAll)
+{
+    Harness harness([](TemporaryDefaults& defaults) {
+        NotifierSettings settings;
+        settings.alertLeadTime = 300;
+        SettingsStore(defaults.database()).save(settings);
+        defaults.store(ExclusionStore::defaultKey, u"not a blob"_s);
+        defaults.store(DeliveryStore::defaultKey, u"not a blob"_s);
+    });
+    harness.source.meetings = {fixtures::meeting(u"external:standup"_s, t0 + 600)};
+    harness.start();
+    const auto stored = [&](const QString& key) {
+        return harness.defaults.stored(key);
+    };
+    const QVariant settings = stored(SettingsStore::defaultKey);
+
+    harness.model->recoverCalendarIdentities();
+    EXPECT_EQ(harness.model->lastError(),
+              u"Stored meeting exclusions must be reviewed before calendar recovery can continue."_s);
+    harness.model->recoverUnreadableRecord(PersistenceComponent::settings);
+    EXPECT_EQ(stored(SettingsStore::defaultKey), settings) << "a readable record is never reset";
+    {
+        const DiskFull full;
+        harness.model->recoverUnreadableRecord(PersistenceComponent::exclusions);
+    }
+    EXPECT_EQ(harness.model->lastError(),
+              AppModel::calendarRecoveryFailedPrefix +
+                  PersistenceStoreError(PersistenceStoreError::WriteFailed{}).description());
+    EXPECT_TRUE(harness.exclusions->readState().isUnreadable());
+
+    harness.model->recoverUnreadableRecord(PersistenceComponent::exclusions);
+    harness.settle();
+    EXPECT_FALSE(harness.exclusions->readState().isUnreadable());
+    EXPECT_EQ(stored(SettingsStore::defaultKey), settings);
+    EXPECT_EQ(stored(DeliveryStore::defaultKey), QVariant(u"not a blob"_s));
+    EXPECT_EQ(harness.model->lastError(), QString::fromUtf16(persistencePausedMessage));
+    harness.model->recoverCalendarIdentities();
+    EXPECT_EQ(harness.model->lastError(),
+              u"Stored reminder history and snoozes must be reviewed before calendar recovery can continue."_s);
+
+    harness.model->recoverUnreadableRecord(PersistenceComponent::delivery);
+    harness.settle();
+    EXPECT_EQ(stored(SettingsStore::defaultKey), settings);
+    EXPECT_EQ(harness.model->lastError(), std::nullopt);
+    EXPECT_TRUE(harness.model->persistenceIssues().empty());
+    EXPECT_EQ(harness.model->upcoming().size(), 1U);
+    const int fetches = harness.fetches();
+    harness.model->recoverCalendarIdentities();
+    harness.settle();
+    EXPECT_EQ(harness.fetches(), fetches + 1);
+    EXPECT_EQ(harness.model->lastError(), std::nullopt);
+}
+
+TEST(AppModel, GrantedCalendarAccessLoadsTheCalendarsAndRefreshes)
+{
+    Harness harness;
+    harness.local.state = CalendarAuthorizationState::notDetermined;
+    harness.start();
+    EXPECT_FALSE(harness.model->hasUsableCalendarSource());
+    harness.source.groups = {workGroup()};
+    const int fetches = harness.fetches();
+    runTask(harness.model->requestCalendarAccess());
+    harness.settle();
+    EXPECT_EQ(harness.model->authorizationState(), CalendarAuthorizationState::fullAccess);
+    EXPECT_EQ(harness.model->calendarGroups(), std::vector{workGroup()});
+    EXPECT_EQ(harness.fetches(), fetches + 1);
 }
 
 } // namespace
