@@ -126,6 +126,22 @@ void X11TestSession::start()
     if (m_xvfb > 0) {
         return;
     }
+    // Two servers starting at the same moment can both reach for the same display number; the loser gives up on it
+    // and a window manager meant for it may end up on the other. Starting again settles it.
+    for (int attempt = 1;; ++attempt) {
+        try {
+            startOnce();
+            return;
+        } catch (const std::runtime_error&) {
+            if (attempt == 3) {
+                throw;
+            }
+        }
+    }
+}
+
+void X11TestSession::startOnce()
+{
     // -displayfd: Xvfb picks a free display number and writes it once it accepts clients.
     int pipe[2];
     if (::pipe(pipe) != 0) {

@@ -42,6 +42,8 @@ public:
     void screenshot(const std::string& path);
 
 private:
+    void startOnce();
+
     std::string m_display;
     std::string m_home;
     pid_t m_xvfb = -1;
