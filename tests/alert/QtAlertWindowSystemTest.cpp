@@ -10,6 +10,9 @@
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
 
@@ -121,6 +124,38 @@ TEST_F(QtAlertWindowSystemTest, EscapeAnswersOnlyWhileThePanelMayTakeFocusAndMay
     // The window outlived its panel's destruction inside its own key handler; it goes once events run.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     EXPECT_TRUE(created[0].window.isNull());
+}
+
+TEST_F(QtAlertWindowSystemTest, ViewShortcutsFireOnlyWhileThePanelMayTakeFocus)
+{
+    auto panel =
+        windows.createPanel(screenWithFrame(frameA), {.meetings = {fixtures::meeting(u"Standup"_s, 700'000'000, 15)}});
+    QQuickWindow* window = created.at(0).window;
+    // Return joins in the real view; a shortcut of the same kind stands in for it here.
+    QQmlEngine engine;
+    QQmlComponent component(&engine);
+    component.setData("import QtQuick\nItem { id: root; property int fired: 0\n"
+                      "Shortcut { sequence: \"Return\"; context: Qt.WindowShortcut; onActivated: root.fired++ } }",
+                      QUrl());
+    std::unique_ptr<QObject> view(component.create());
+    ASSERT_TRUE(view) << component.errorString().toStdString();
+    auto* item = qobject_cast<QQuickItem*>(view.get());
+    item->setParentItem(window->contentItem());
+    // The panel had the keyboard and is told to hold keys back again (Orvane became active anew, or the display
+    // returned): it stays the focused window for a moment, and Return must not join meanwhile.
+    panel->setAllowsKeyboardFocus(true);
+    panel->orderFrontRegardless();
+    window->requestActivate();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, 1000));
+    // As when a button of the view has keyboard focus: Qt then asks that item, not the window, about shortcuts.
+    item->forceActiveFocus();
+    panel->setAllowsKeyboardFocus(false);
+
+    QTest::keyClick(window, Qt::Key_Return);
+    EXPECT_EQ(view->property("fired").toInt(), 0) << "a stray Return must not join while keys are held back";
+    panel->setAllowsKeyboardFocus(true);
+    QTest::keyClick(window, Qt::Key_Return);
+    EXPECT_EQ(view->property("fired").toInt(), 1);
 }
 
 TEST_F(QtAlertWindowSystemTest, ControllerCoversEveryDisplayWithOnePanelOfControls)
