@@ -23,14 +23,21 @@
 #include "scheduling/AlertScheduler.h"
 #include "scheduling/Clock.h"
 #include "scheduling/linux/TimerfdAlertTimerScheduler.h"
+#include "ui/AppModelOnboardingModel.h"
 #include "ui/StatusItemController.h"
 #include "ui/WindowCoordinating.h"
+#include "ui/WindowCoordinator.h"
 
 #include <QApplication>
 #include <QDesktopServices>
 #include <QMessageBox>
 #include <QPointer>
+#include <QProcess>
+#include <QStandardPaths>
 #include <QtDebug>
+
+#include <array>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -43,39 +50,43 @@ bool openInBrowser(const QUrl& url)
     return QDesktopServices::openUrl(url);
 }
 
-/// Until the onboarding and settings windows exist, the menu's window commands say where things stand instead of
-/// doing nothing.
-class InterimWindowCoordinator final : public WindowCoordinating {
-public:
-    explicit InterimWindowCoordinator(const BundleInfo& bundle)
-        : m_version(bundle.shortVersion())
-    {
-    }
-    void openOnboarding() override { inform(u"Calendar setup"_s); }
-    void openSettings(SettingsSection) override { inform(u"Settings"_s); }
-    void openAbout() override
-    {
-        QMessageBox::about(
-            nullptr, u"About Orvane"_s,
-            u"Orvane %1\nFull-screen reminders so that you never miss the start of a meeting."_s.arg(m_version));
-    }
+/// Until the settings window exists, opening settings says where things stand instead of doing nothing.
+void showInterimSettingsNotice(WindowCoordinating::SettingsSection)
+{
+    QMessageBox::information(nullptr, u"Settings"_s,
+                             u"Orvane reads the calendars of your desktop's calendar (Evolution Data Server). "
+                             u"Add or select calendars in your calendar application; Orvane picks them up "
+                             u"within seconds."_s);
+}
 
-private:
-    static void inform(const QString& title)
-    {
-        QMessageBox::information(nullptr, title,
-                                 u"Orvane reads the calendars of your desktop's calendar (Evolution Data Server). "
-                                 u"Add or select calendars in your calendar application; Orvane picks them up "
-                                 u"within seconds."_s);
+/// Starts the desktop's calendar application: the first installed of GNOME Calendar, Evolution's calendar view and
+/// KOrganizer. False when there is none or it could not be started.
+bool openCalendarApplication()
+{
+    const std::array<std::pair<QString, QStringList>, 3> candidates = {{
+        {u"gnome-calendar"_s, {}},
+        {u"evolution"_s, {u"-c"_s, u"calendar"_s}},
+        {u"korganizer"_s, {}},
+    }};
+    for (const auto& [program, arguments] : candidates) {
+        const QString path = QStandardPaths::findExecutable(program);
+        if (!path.isEmpty()) {
+            return QProcess::startDetached(path, arguments);
+        }
     }
-    QString m_version;
-};
+    return false;
+}
 
 } // namespace
 
 struct OrvaneApplication::Parts {
     explicit Parts(const BundleInfo& bundle)
-        : windows(bundle)
+        : windows(WindowCoordinatorDependencies{
+              .onboarding = onboardingModel,
+              .bundleValue = [bundle](const QString& key) { return bundle.value(key); },
+              .openUrl = openInBrowser,
+              .openSettings = showInterimSettingsNotice,
+          })
     {
         defaults.removeOrphanedLock();
     }
@@ -120,7 +131,8 @@ struct OrvaneApplication::Parts {
         .openUrl = openInBrowser,
     }};
 
-    InterimWindowCoordinator windows;
+    AppModelOnboardingModel onboardingModel{model, openCalendarApplication};
+    WindowCoordinator windows;
     std::unique_ptr<StatusItemController> statusItem;
     DBusApplicationService applicationService;
     ApplicationControlService control{model};

@@ -1,0 +1,247 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/OnboardingViewModel.h"
+
+using namespace Qt::StringLiterals;
+
+namespace orvane {
+
+OnboardingViewModel::OnboardingViewModel(OnboardingModel& model, QObject* parent)
+    : QObject(parent)
+    , m_model(model)
+{
+    connect(&m_model, &OnboardingModel::changed, this, &OnboardingViewModel::changed);
+    restart();
+}
+
+void OnboardingViewModel::restart()
+{
+    m_step = Step::welcome;
+    m_restoringAccess = m_model.hasCompletedOnboarding();
+    m_selection = m_model.selectedCalendars();
+    m_notice.reset();
+    Q_EMIT changed();
+}
+
+QVariantMap OnboardingViewModel::texts() const
+{
+    return WindowTexts::onboardingTexts();
+}
+
+QString OnboardingViewModel::stepTitle() const
+{
+    return WindowTexts::stepTitle(m_step);
+}
+
+QString OnboardingViewModel::stepCounter() const
+{
+    return WindowTexts::stepCounter(m_step);
+}
+
+QString OnboardingViewModel::accessText() const
+{
+    return WindowTexts::accessExplanation(m_model.authorizationState());
+}
+
+bool OnboardingViewModel::accessIsProblem() const
+{
+    return WindowTexts::isAccessProblem(m_model.authorizationState());
+}
+
+bool OnboardingViewModel::canChooseCalendars() const
+{
+    return m_model.authorizationState() == CalendarAuthorizationState::fullAccess && !offersResume();
+}
+
+bool OnboardingViewModel::offersResume() const
+{
+    return m_restoringAccess && m_model.authorizationState() == CalendarAuthorizationState::fullAccess;
+}
+
+bool OnboardingViewModel::isSelected(const QString& identifier) const
+{
+    return !m_selection || m_selection->contains(identifier);
+}
+
+QVariantList OnboardingViewModel::calendarGroupList() const
+{
+    QVariantList groups;
+    for (const auto& group : m_model.calendarGroups()) {
+        if (group.calendars.empty()) {
+            continue;
+        }
+        QVariantList calendars;
+        for (const auto& calendar : group.calendars) {
+            calendars.append(QVariantMap{{u"identifier"_s, calendar.identifier},
+                                         {u"title"_s, calendar.title},
+                                         {u"color"_s, calendar.colorHex.value_or(QString())},
+                                         {u"selected"_s, isSelected(calendar.identifier)}});
+        }
+        groups.append(QVariantMap{{u"title"_s, WindowTexts::calendarGroupTitle(group.sourceKind, group.sourceTitle)},
+                                  {u"calendars"_s, calendars}});
+    }
+    return groups;
+}
+
+qsizetype OnboardingViewModel::calendarCount() const
+{
+    qsizetype count = 0;
+    for (const auto& group : m_model.calendarGroups()) {
+        count += static_cast<qsizetype>(group.calendars.size());
+    }
+    return count;
+}
+
+bool OnboardingViewModel::hasCalendars() const
+{
+    return calendarCount() > 0;
+}
+
+QSet<QString> OnboardingViewModel::selection() const
+{
+    QSet<QString> selected;
+    for (const auto& group : m_model.calendarGroups()) {
+        for (const auto& calendar : group.calendars) {
+            if (isSelected(calendar.identifier)) {
+                selected.insert(calendar.identifier);
+            }
+        }
+    }
+    return selected;
+}
+
+int OnboardingViewModel::selectedCount() const
+{
+    return static_cast<int>(selection().size());
+}
+
+QString OnboardingViewModel::selectionCounter() const
+{
+    return WindowTexts::selectionCounter(selectedCount(), calendarCount());
+}
+
+QString OnboardingViewModel::completeTitle() const
+{
+    return WindowTexts::completeTitle(m_restoringAccess);
+}
+
+QString OnboardingViewModel::errorText() const
+{
+    return m_notice ? *m_notice : m_model.lastError().value_or(QString());
+}
+
+void OnboardingViewModel::goTo(Step step)
+{
+    m_step = step;
+    m_notice.reset();
+    Q_EMIT changed();
+}
+
+void OnboardingViewModel::continueFromWelcome()
+{
+    goTo(Step::access);
+    // The access step asks at once when nobody has decided yet, so the explanation is read beside the request.
+    if (m_model.authorizationState() == CalendarAuthorizationState::notDetermined) {
+        m_model.requestCalendarAccess();
+    }
+}
+
+void OnboardingViewModel::back()
+{
+    switch (m_step) {
+    case Step::access:
+        goTo(Step::welcome);
+        break;
+    case Step::calendars:
+        goTo(Step::access);
+        break;
+    case Step::welcome:
+    case Step::complete:
+        break;
+    }
+}
+
+void OnboardingViewModel::checkAgain()
+{
+    m_model.requestCalendarAccess();
+}
+
+void OnboardingViewModel::chooseCalendars()
+{
+    if (m_step == Step::access && canChooseCalendars()) {
+        goTo(Step::calendars);
+    }
+}
+
+void OnboardingViewModel::resume()
+{
+    if (m_step == Step::access && offersResume()) {
+        goTo(Step::complete);
+    }
+}
+
+void OnboardingViewModel::setCalendarSelected(const QString& identifier, bool selected)
+{
+    QSet<QString> current = selection();
+    if (selected) {
+        current.insert(identifier);
+    } else {
+        current.remove(identifier);
+    }
+    m_selection = std::move(current);
+    Q_EMIT changed();
+}
+
+void OnboardingViewModel::selectAll()
+{
+    m_selection.reset();
+    Q_EMIT changed();
+}
+
+void OnboardingViewModel::clearSelection()
+{
+    m_selection = QSet<QString>();
+    Q_EMIT changed();
+}
+
+void OnboardingViewModel::refresh()
+{
+    m_model.refresh();
+}
+
+void OnboardingViewModel::finish(const QSet<QString>& selection)
+{
+    m_model.setSelectedCalendars(selection);
+    m_model.setOnboardingCompleted();
+    goTo(Step::complete);
+}
+
+void OnboardingViewModel::finishSetup()
+{
+    if (m_step == Step::calendars) {
+        finish(selection());
+    }
+}
+
+void OnboardingViewModel::finishWithoutCalendars()
+{
+    if (m_step == Step::calendars) {
+        finish({});
+    }
+}
+
+bool OnboardingViewModel::openCalendarApplication()
+{
+    const bool opened = m_model.openCalendarApplication();
+    if (!opened) {
+        m_notice = WindowTexts::onboardingTexts().value(u"openCalendarFailed"_s).toString();
+        Q_EMIT changed();
+    }
+    return opened;
+}
+
+void OnboardingViewModel::done()
+{
+    Q_EMIT closeRequested();
+}
+
+} // namespace orvane

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "ui/WindowCoordinator.h"
+
+#include <QQmlComponent>
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QtDebug>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace orvane {
+
+WindowCoordinator::WindowCoordinator(WindowCoordinatorDependencies dependencies)
+    : m_dependencies(std::move(dependencies))
+{
+}
+
+WindowCoordinator::~WindowCoordinator() = default;
+
+void WindowCoordinator::openOnboarding()
+{
+    if (m_onboardingWindow == nullptr) {
+        m_onboardingViewModel = std::make_unique<OnboardingViewModel>(m_dependencies.onboarding);
+        m_onboardingWindow.reset(createWindow(u"qrc:/orvane/ui/OnboardingWindow.qml"_s, m_onboardingViewModel.get()));
+        if (m_onboardingWindow == nullptr) {
+            return;
+        }
+        QObject::connect(m_onboardingViewModel.get(), &OnboardingViewModel::closeRequested, m_onboardingWindow.get(),
+                         &QQuickWindow::close);
+    } else if (!m_onboardingWindow->isVisible()) {
+        // A closed window opens anew at the beginning; an open one keeps the user's place.
+        m_onboardingViewModel->restart();
+    }
+    bringToFront(*m_onboardingWindow);
+}
+
+void WindowCoordinator::openSettings(SettingsSection section)
+{
+    if (m_dependencies.openSettings) {
+        m_dependencies.openSettings(section);
+    }
+}
+
+void WindowCoordinator::openAbout()
+{
+    if (m_aboutWindow == nullptr) {
+        m_aboutViewModel = std::make_unique<AboutViewModel>(m_dependencies.bundleValue, m_dependencies.openUrl);
+        m_aboutWindow.reset(createWindow(u"qrc:/orvane/ui/AboutWindow.qml"_s, m_aboutViewModel.get()));
+        if (m_aboutWindow == nullptr) {
+            return;
+        }
+    }
+    bringToFront(*m_aboutWindow);
+}
+
+QQuickWindow* WindowCoordinator::createWindow(const QString& source, QObject* viewModel)
+{
+    if (m_engine == nullptr) {
+        m_engine = std::make_unique<QQmlEngine>();
+    }
+    m_errorString.clear();
+    QQmlComponent component(m_engine.get(), QUrl(source), QQmlComponent::PreferSynchronous);
+    std::unique_ptr<QObject> object(
+        component.createWithInitialProperties({{u"viewModel"_s, QVariant::fromValue(viewModel)}}));
+    auto* window = qobject_cast<QQuickWindow*>(object.get());
+    if (window == nullptr || component.isError()) {
+        m_errorString =
+            object == nullptr || component.isError() ? component.errorString() : u"The scene's root is not a window"_s;
+        qWarning().noquote() << "Orvane could not show" << source << ":" << m_errorString;
+        return nullptr;
+    }
+    object.release();
+    return window;
+}
+
+void WindowCoordinator::bringToFront(QQuickWindow& window)
+{
+    window.show();
+    window.raise();
+    window.requestActivate();
+}
+
+} // namespace orvane

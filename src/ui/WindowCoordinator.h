@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "ui/AboutViewModel.h"
+#include "ui/OnboardingViewModel.h"
+#include "ui/WindowCoordinating.h"
+
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+class QQmlEngine;
+class QQuickWindow;
+
+namespace orvane {
+
+/// What the window coordinator works with; the onboarding model must outlive the coordinator.
+struct WindowCoordinatorDependencies {
+    OnboardingModel& onboarding;
+    AboutViewModel::BundleValue bundleValue;
+    AboutViewModel::OpenUrl openUrl;
+    /// Shows settings, which has no window of its own here yet.
+    std::function<void(WindowCoordinating::SettingsSection)> openSettings;
+};
+
+/// Owns the onboarding and about windows: each is made on first use, reused afterwards and brought to the front
+/// when asked for again. Main thread only.
+class WindowCoordinator final : public WindowCoordinating {
+public:
+    explicit WindowCoordinator(WindowCoordinatorDependencies dependencies);
+    ~WindowCoordinator() override;
+
+    void openOnboarding() override;
+    void openSettings(SettingsSection section = SettingsSection::general) override;
+    void openAbout() override;
+
+    /// The windows once made; null before the first use or when their scene failed to load.
+    QQuickWindow* onboardingWindow() const { return m_onboardingWindow.get(); }
+    QQuickWindow* aboutWindow() const { return m_aboutWindow.get(); }
+    OnboardingViewModel* onboardingViewModel() const { return m_onboardingViewModel.get(); }
+    /// Why the last window could not be made; empty after a success.
+    const QString& errorString() const { return m_errorString; }
+
+private:
+    QQuickWindow* createWindow(const QString& source, QObject* viewModel);
+    static void bringToFront(QQuickWindow& window);
+
+    WindowCoordinatorDependencies m_dependencies;
+    QString m_errorString;
+    // Destroyed in reverse: the windows before the view models they show, both before the engine.
+    std::unique_ptr<QQmlEngine> m_engine;
+    std::unique_ptr<OnboardingViewModel> m_onboardingViewModel;
+    std::unique_ptr<AboutViewModel> m_aboutViewModel;
+    std::unique_ptr<QQuickWindow> m_onboardingWindow;
+    std::unique_ptr<QQuickWindow> m_aboutWindow;
+};
+
+} // namespace orvane

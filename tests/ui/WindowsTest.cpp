@@ -1,0 +1,430 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "support/QtPrinters.h"
+#include "ui/AboutViewModel.h"
+#include "ui/OnboardingViewModel.h"
+#include "ui/WindowCoordinator.h"
+#include "ui/WindowTexts.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QImage>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+
+using namespace Qt::StringLiterals;
+using orvane::AboutViewModel;
+using orvane::CalendarAuthorizationState;
+using orvane::CalendarDescriptor;
+using orvane::CalendarGroup;
+using orvane::CalendarSourceKind;
+using orvane::OnboardingViewModel;
+using orvane::WindowCoordinator;
+using Step = OnboardingViewModel::Step;
+
+namespace {
+
+/// The application model as onboarding sees it, with what it was asked to do.
+class FakeOnboardingModel final : public orvane::OnboardingModel {
+public:
+    CalendarAuthorizationState state = CalendarAuthorizationState::fullAccess;
+    std::vector<CalendarGroup> groups;
+    std::optional<QSet<QString>> stored;
+    bool completed = false;
+    std::optional<QSet<QString>> saved;
+    int accessRequests = 0;
+    int refreshes = 0;
+
+    CalendarAuthorizationState authorizationState() const override { return state; }
+    std::vector<CalendarGroup> calendarGroups() const override { return groups; }
+    std::optional<QSet<QString>> selectedCalendars() const override { return stored; }
+    bool hasCompletedOnboarding() const override { return completed; }
+    std::optional<QString> lastError() const override { return std::nullopt; }
+    void requestCalendarAccess() override { ++accessRequests; }
+    void refresh() override { ++refreshes; }
+    void setSelectedCalendars(const QSet<QString>& identifiers) override { saved = identifiers; }
+    void setOnboardingCompleted() override { completed = true; }
+    bool openCalendarApplication() override { return false; }
+};
+
+CalendarDescriptor calendar(const QString& identifier, CalendarSourceKind kind, const QString& source)
+{
+    return CalendarDescriptor{.identifier = identifier,
+                              .title = identifier,
+                              .sourceIdentifier = source,
+                              .sourceTitle = source,
+                              .sourceKind = kind};
+}
+
+/// "home" and "birthdays" on this computer, "work" in a Google account.
+std::vector<CalendarGroup> threeCalendars()
+{
+    return {
+        {u"local"_s,
+         u"Personal"_s,
+         CalendarSourceKind::local,
+         {calendar(u"home"_s, CalendarSourceKind::local, u"Personal"_s),
+          calendar(u"birthdays"_s, CalendarSourceKind::local, u"Personal"_s)}},
+        {u"g"_s,
+         u"me@example.com"_s,
+         CalendarSourceKind::google,
+         {calendar(u"work"_s, CalendarSourceKind::google, u"me@example.com"_s)}},
+    };
+}
+
+TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
+{
+    struct Case {
+        CalendarAuthorizationState state;
+        bool problem;
+        bool canChoose;
+    };
+    const Case cases[] = {
+        {CalendarAuthorizationState::notDetermined, false, false},
+        {CalendarAuthorizationState::fullAccess, false, true},
+        {CalendarAuthorizationState::denied, true, false},
+        {CalendarAuthorizationState::restricted, true, false},
+        {CalendarAuthorizationState::writeOnly, true, false},
+        {CalendarAuthorizationState::unknown, true, false},
+    };
+    QSet<QString> seen;
+    for (const auto& c : cases) {
+        SCOPED_TRACE(static_cast<int>(c.state));
+        FakeOnboardingModel model;
+        model.state = c.state;
+        OnboardingViewModel onboarding(model);
+        onboarding.continueFromWelcome();
+        EXPECT_EQ(onboarding.step(), Step::access);
+        EXPECT_EQ(onboarding.stepCounter(), u"Step 2 of 3"_s);
+        // Only an undecided state asks on arrival; the others wait for "Check Again".
+        EXPECT_EQ(model.accessRequests, c.state == CalendarAuthorizationState::notDetermined ? 1 : 0);
+        EXPECT_EQ(onboarding.accessIsProblem(), c.problem);
+        EXPECT_EQ(onboarding.canChooseCalendars(), c.canChoose);
+        onboarding.chooseCalendars();
+        EXPECT_EQ(onboarding.step(), c.canChoose ? Step::calendars : Step::access);
+        seen.insert(onboarding.accessText());
+    }
+    // Each state explains itself.
+    EXPECT_EQ(seen.size(), std::size(cases));
+}
+
+TEST(OnboardingViewModelTest, NoTextSendsALinuxUserToTheOtherPlatform)
+{
+    QStringList texts;
+    for (const auto& map : {orvane::WindowTexts::onboardingTexts(), orvane::WindowTexts::aboutTexts()}) {
+        for (const auto& value : map) {
+            texts.append(value.toString());
+        }
+    }
+    for (const auto state : orvane::allCases<CalendarAuthorizationState>()) {
+        texts.append(orvane::WindowTexts::accessExplanation(state));
+    }
+    for (const QString& text : texts) {
+        for (const auto* foreign :
+             {"macOS", "Mac", "Privacy & Security", "System Settings", "Calendar.app", "Keychain", "menu bar"}) {
+            EXPECT_FALSE(text.contains(QString::fromLatin1(foreign))) << text.toStdString();
+        }
+    }
+}
+
+TEST(OnboardingViewModelTest, StepsMoveForwardAndBack)
+{
+    FakeOnboardingModel model;
+    OnboardingViewModel onboarding(model);
+    struct Move {
+        void (OnboardingViewModel::*action)();
+        Step expected;
+        QString counter;
+    };
+    const Move moves[] = {
+        {&OnboardingViewModel::back, Step::welcome, u"Step 1 of 3"_s},
+        {&OnboardingViewModel::continueFromWelcome, Step::access, u"Step 2 of 3"_s},
+        {&OnboardingViewModel::back, Step::welcome, u"Step 1 of 3"_s},
+        {&OnboardingViewModel::continueFromWelcome, Step::access, u"Step 2 of 3"_s},
+        {&OnboardingViewModel::resume, Step::access, u"Step 2 of 3"_s}, // first run: nothing to resume
+        {&OnboardingViewModel::chooseCalendars, Step::calendars, u"Step 3 of 3"_s},
+        {&OnboardingViewModel::back, Step::access, u"Step 2 of 3"_s},
+        {&OnboardingViewModel::chooseCalendars, Step::calendars, u"Step 3 of 3"_s},
+        {&OnboardingViewModel::finishSetup, Step::complete, QString()},
+        {&OnboardingViewModel::back, Step::complete, QString()},
+    };
+    for (std::size_t i = 0; i < std::size(moves); ++i) {
+        SCOPED_TRACE(i);
+        (onboarding.*moves[i].action)();
+        EXPECT_EQ(onboarding.step(), moves[i].expected);
+        EXPECT_EQ(onboarding.stepCounter(), moves[i].counter);
+    }
+    EXPECT_EQ(onboarding.completeTitle(), u"You’re all set"_s);
+}
+
+TEST(OnboardingViewModelTest, ReopenedToRestoreAccessResumesInsteadOfChoosingAgain)
+{
+    FakeOnboardingModel model;
+    model.completed = true;
+    model.state = CalendarAuthorizationState::denied;
+    OnboardingViewModel onboarding(model);
+    onboarding.continueFromWelcome();
+    EXPECT_FALSE(onboarding.offersResume());
+    onboarding.checkAgain();
+    EXPECT_EQ(model.accessRequests, 1);
+    model.state = CalendarAuthorizationState::fullAccess;
+    Q_EMIT model.changed();
+    EXPECT_TRUE(onboarding.offersResume());
+    EXPECT_FALSE(onboarding.canChooseCalendars());
+    onboarding.resume();
+    EXPECT_EQ(onboarding.step(), Step::complete);
+    EXPECT_EQ(onboarding.completeTitle(), u"Calendar access restored"_s);
+    EXPECT_FALSE(model.saved.has_value());
+}
+
+TEST(OnboardingViewModelTest, SelectionCounterFollowsTheSwitches)
+{
+    FakeOnboardingModel model;
+    model.groups = threeCalendars();
+    // A stored calendar that is no longer listed does not count.
+    model.stored = QSet<QString>{u"work"_s, u"gone"_s};
+    OnboardingViewModel onboarding(model);
+
+    struct Step {
+        std::function<void()> action;
+        QString counter;
+    };
+    const Step steps[] = {
+        {[] {}, u"1 of 3 selected"_s},
+        {[&] { onboarding.setCalendarSelected(u"home"_s, true); }, u"2 of 3 selected"_s},
+        {[&] { onboarding.setCalendarSelected(u"work"_s, false); }, u"1 of 3 selected"_s},
+        {[&] { onboarding.clearSelection(); }, u"0 of 3 selected"_s},
+        {[&] { onboarding.selectAll(); }, u"3 of 3 selected"_s},
+        {[&] { onboarding.setCalendarSelected(u"birthdays"_s, false); }, u"2 of 3 selected"_s},
+    };
+    for (std::size_t i = 0; i < std::size(steps); ++i) {
+        SCOPED_TRACE(i);
+        steps[i].action();
+        EXPECT_EQ(onboarding.selectionCounter(), steps[i].counter);
+    }
+    EXPECT_EQ(onboarding.selection(), (QSet<QString>{u"home"_s, u"work"_s}));
+
+    const QVariantList groups = onboarding.calendarGroupList();
+    ASSERT_EQ(groups.size(), 2);
+    EXPECT_EQ(groups[0].toMap().value(u"title"_s).toString(), u"On This Computer"_s);
+    EXPECT_EQ(groups[1].toMap().value(u"title"_s).toString(), u"me@example.com"_s);
+    const QVariantMap birthdays = groups[0].toMap().value(u"calendars"_s).toList().at(1).toMap();
+    EXPECT_FALSE(birthdays.value(u"selected"_s).toBool());
+}
+
+TEST(OnboardingViewModelTest, WithNothingStoredEveryCalendarIsCheckedEvenOnesThatAppearLater)
+{
+    FakeOnboardingModel model;
+    OnboardingViewModel onboarding(model);
+    EXPECT_FALSE(onboarding.hasCalendars());
+    EXPECT_EQ(onboarding.selectionCounter(), u"0 of 0 selected"_s);
+    onboarding.refresh();
+    EXPECT_EQ(model.refreshes, 1);
+    model.groups = threeCalendars();
+    Q_EMIT model.changed();
+    EXPECT_TRUE(onboarding.hasCalendars());
+    EXPECT_EQ(onboarding.selectionCounter(), u"3 of 3 selected"_s);
+}
+
+TEST(OnboardingViewModelTest, FinishingStoresTheChoiceAndMarksOnboardingDone)
+{
+    struct Case {
+        const char* name;
+        void (OnboardingViewModel::*finish)();
+        QSet<QString> saved;
+    };
+    const Case cases[] = {
+        {"setup", &OnboardingViewModel::finishSetup, {u"home"_s, u"work"_s}},
+        {"without calendars", &OnboardingViewModel::finishWithoutCalendars, {}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        FakeOnboardingModel model;
+        model.groups = threeCalendars();
+        OnboardingViewModel onboarding(model);
+        onboarding.setCalendarSelected(u"birthdays"_s, false);
+        // Finishing is only possible from the calendars step.
+        (onboarding.*c.finish)();
+        EXPECT_FALSE(model.completed);
+        onboarding.continueFromWelcome();
+        onboarding.chooseCalendars();
+        (onboarding.*c.finish)();
+        EXPECT_TRUE(model.completed);
+        EXPECT_EQ(model.saved, std::optional(c.saved));
+        EXPECT_EQ(onboarding.step(), Step::complete);
+        int closes = 0;
+        QObject::connect(&onboarding, &OnboardingViewModel::closeRequested, [&] { ++closes; });
+        onboarding.done();
+        EXPECT_EQ(closes, 1);
+    }
+}
+
+TEST(OnboardingViewModelTest, NoCalendarApplicationIsReported)
+{
+    FakeOnboardingModel model;
+    OnboardingViewModel onboarding(model);
+    EXPECT_FALSE(onboarding.openCalendarApplication());
+    EXPECT_FALSE(onboarding.errorText().isEmpty());
+    onboarding.continueFromWelcome();
+    EXPECT_TRUE(onboarding.errorText().isEmpty());
+}
+
+AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
+{
+    return [values = std::move(values)](const QString& key) -> std::optional<QString> {
+        const auto found = values.find(key);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    };
+}
+
+TEST(AboutViewModelTest, VersionLine)
+{
+    struct Case {
+        std::map<QString, QString> values;
+        QString expected;
+    };
+    const Case cases[] = {
+        {{{u"CFBundleShortVersionString"_s, u"0.1.0"_s}, {u"CFBundleVersion"_s, u"1"_s}}, u"Version 0.1.0 (1)"_s},
+        {{{u"CFBundleShortVersionString"_s, u"0.1.0"_s}}, u"Version 0.1.0 (Unknown)"_s},
+        {{{u"CFBundleShortVersionString"_s, u""_s}, {u"CFBundleVersion"_s, u"7"_s}}, u"Version Unknown (7)"_s},
+        {{}, u"Version Unknown (Unknown)"_s},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(AboutViewModel(bundle(c.values), {}).versionLine(), c.expected);
+    }
+}
+
+TEST(AboutViewModelTest, OnlyConfiguredLinksAreShownAndOpened)
+{
+    struct Case {
+        std::map<QString, QString> values;
+        QStringList titles;
+    };
+    const std::map<QString, QString> all = {
+        {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s},
+        {u"OrvanePrivacyURL"_s, u"https://orvane.example/privacy"_s},
+        {u"OrvaneTermsURL"_s, u"https://orvane.example/terms"_s},
+        {u"OrvaneSupportURL"_s, u"https://orvane.example/support"_s},
+        {u"OrvaneUpdateURL"_s, u"https://orvane.example/updates"_s},
+    };
+    const Case cases[] = {
+        {all, {u"Website"_s, u"Privacy"_s, u"Terms"_s, u"Support"_s, u"Updates"_s}},
+        {{}, {}},
+        {{{u"OrvaneSupportURL"_s, u"https://orvane.example/support"_s},
+          {u"OrvaneWebsiteURL"_s, u"orvane.example"_s},
+          {u"OrvanePrivacyURL"_s, u"file:///etc/passwd"_s},
+          {u"OrvaneTermsURL"_s, u"https://"_s}},
+         {u"Support"_s}},
+    };
+    for (const auto& c : cases) {
+        QStringList titles;
+        const AboutViewModel about(bundle(c.values), {});
+        for (const auto& link : about.links()) {
+            titles.append(link.title);
+        }
+        EXPECT_EQ(titles, c.titles);
+    }
+
+    std::vector<QUrl> opened;
+    AboutViewModel about(bundle({{u"OrvaneTermsURL"_s, u"https://orvane.example/terms"_s}}), [&](const QUrl& url) {
+        opened.push_back(url);
+        return true;
+    });
+    EXPECT_TRUE(about.openLink(0));
+    EXPECT_FALSE(about.openLink(1));
+    EXPECT_FALSE(about.openLink(-1));
+    EXPECT_EQ(opened, std::vector{QUrl(u"https://orvane.example/terms"_s)});
+}
+
+/// Collects what Qt warns about while a scene loads and first renders.
+class WarningCollector {
+public:
+    WarningCollector() { s_warnings.clear(), m_previous = qInstallMessageHandler(&collect); }
+    ~WarningCollector() { qInstallMessageHandler(m_previous); }
+    static QStringList& warnings() { return s_warnings; }
+
+private:
+    static void collect(QtMsgType type, const QMessageLogContext&, const QString& message)
+    {
+        // The offscreen platform cannot raise a window and says so each time.
+        if (type != QtDebugMsg && type != QtInfoMsg && !message.contains(u"does not support raise()"_s)) {
+            s_warnings.append(message);
+        }
+    }
+    static inline QStringList s_warnings;
+    QtMessageHandler m_previous;
+};
+
+/// Saves what the window shows, for a person to look at, under the test's build directory.
+void saveScreenshot(QQuickWindow& window, const QString& name)
+{
+    const QDir directory(QCoreApplication::applicationDirPath() + u"/artifacts"_s);
+    directory.mkpath(u"."_s);
+    // Lets the first layout and the icons' layers settle before the picture is taken.
+    QCoreApplication::processEvents();
+    window.grabWindow().save(directory.filePath(name));
+}
+
+QString textOf(QQuickWindow& window, const char* objectName)
+{
+    auto* item = window.findChild<QQuickItem*>(QString::fromLatin1(objectName));
+    return item == nullptr ? u"<missing>"_s : item->property("text").toString();
+}
+
+TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
+{
+    FakeOnboardingModel model;
+    model.groups = threeCalendars();
+    int settingsOpened = 0;
+    WindowCoordinator windows({.onboarding = model,
+                               .bundleValue = bundle({{u"CFBundleShortVersionString"_s, u"0.1.0"_s},
+                                                      {u"CFBundleVersion"_s, u"1"_s},
+                                                      {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s}}),
+                               .openUrl = {},
+                               .openSettings = [&](auto) {
+                                   ++settingsOpened;
+                               }});
+    WarningCollector collector;
+
+    windows.openOnboarding();
+    ASSERT_NE(windows.onboardingWindow(), nullptr) << windows.errorString().toStdString();
+    QQuickWindow& onboarding = *windows.onboardingWindow();
+    EXPECT_EQ(onboarding.title(), u"Welcome to Orvane"_s);
+    EXPECT_TRUE(onboarding.isVisible());
+    EXPECT_EQ(textOf(onboarding, "stepCounter"), u"Step 1 of 3"_s);
+    saveScreenshot(onboarding, u"onboarding-welcome.png"_s);
+    windows.onboardingViewModel()->continueFromWelcome();
+    windows.onboardingViewModel()->chooseCalendars();
+    EXPECT_EQ(textOf(onboarding, "selectionCounter"), u"3 of 3 selected"_s);
+    saveScreenshot(onboarding, u"onboarding-calendars.png"_s);
+
+    // An open window keeps the user's place; a closed one starts over.
+    windows.openOnboarding();
+    EXPECT_EQ(windows.onboardingWindow(), &onboarding);
+    EXPECT_EQ(windows.onboardingViewModel()->step(), Step::calendars);
+    windows.onboardingViewModel()->finishSetup();
+    windows.onboardingViewModel()->done();
+    EXPECT_FALSE(onboarding.isVisible());
+    windows.openOnboarding();
+    EXPECT_EQ(windows.onboardingWindow(), &onboarding);
+    EXPECT_EQ(windows.onboardingViewModel()->step(), Step::welcome);
+
+    windows.openAbout();
+    ASSERT_NE(windows.aboutWindow(), nullptr) << windows.errorString().toStdString();
+    QQuickWindow& about = *windows.aboutWindow();
+    EXPECT_EQ(about.title(), u"About Orvane"_s);
+    EXPECT_EQ(textOf(about, "versionLine"), u"Version 0.1.0 (1)"_s);
+    saveScreenshot(about, u"about.png"_s);
+    windows.openAbout();
+    EXPECT_EQ(windows.aboutWindow(), &about);
+
+    windows.openSettings(orvane::WindowCoordinating::SettingsSection::calendars);
+    EXPECT_EQ(settingsOpened, 1);
+    EXPECT_EQ(WarningCollector::warnings(), QStringList());
+}
+
+} // namespace
