@@ -154,9 +154,6 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     // Alerts held back while the screen was locked or asleep are offered again.
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::presentationDidBecomeAvailable, this,
             [this] { m_parts->scheduler.presentationSurfaceDidBecomeAvailable(); });
-    connect(&parts.model, &AppModel::changed, this, [this] {
-        m_parts->alertController.setShowsOnAllDisplays(m_parts->settingsStore.settings().showsOnAllDisplays);
-    });
     const auto updateURL = bundle.value(u"OrvaneUpdateURL"_s);
     parts.statusItem = std::make_unique<StatusItemController>(
         parts.model, parts.windows, updateURL ? std::optional(QUrl(*updateURL)) : std::nullopt, openInBrowser);
@@ -178,7 +175,6 @@ QCoro::Task<> OrvaneApplication::start()
         qWarning("Orvane: the session bus is unavailable; a second launch cannot find this one.");
     }
     m_parts->control.registerOnBus();
-    m_parts->alertController.setShowsOnAllDisplays(m_parts->settingsStore.settings().showsOnAllDisplays);
     if (!m_parts->model.hasCompletedOnboarding()) {
         m_parts->windows.openOnboarding();
     }

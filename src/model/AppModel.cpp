@@ -349,6 +349,7 @@ QCoro::Task<> AppModel::start()
         co_return;
     }
     m_started = true;
+    m_dependencies.alertController.setShowsOnAllDisplays(m_dependencies.settingsStore.settings().showsOnAllDisplays);
 
     auto& events = m_dependencies.systemEvents;
     for (const auto signal : {&SystemEventSource::clockChanged, &SystemEventSource::timeZoneChanged,
