@@ -82,11 +82,6 @@ struct KeyringItem {
     QString secret;
     QString label;
     friend bool operator==(const KeyringItem&, const KeyringItem&) = default;
-    friend void PrintTo(const KeyringItem& item, std::ostream* out)
-    {
-        *out << '{' << item.schema.toStdString() << ", " << item.secret.toStdString() << ", "
-             << item.label.toStdString() << '}';
-    }
 };
 
 /// Every item in the keyring for the account, whatever its form, as secret-tool lists it.
@@ -95,17 +90,15 @@ std::vector<KeyringItem> keyringItems(const QString& account)
     std::vector<KeyringItem> items;
     const auto [exitCode, output] = secretTool({u"search"_s, u"--all"_s, u"service"_s, service, u"account"_s, account});
     for (const QString& line : QString::fromUtf8(output).split(u'\n')) {
-        const auto value = [&line](QString key) {
-            return line.startsWith(key) ? line.mid(key.size()) : QString();
-        };
         if (line.startsWith(u'[')) {
             items.emplace_back();
-        } else if (!items.empty() && line.startsWith(u"secret = "_s)) {
-            items.back().secret = value(u"secret = "_s);
-        } else if (!items.empty() && line.startsWith(u"label = "_s)) {
-            items.back().label = value(u"label = "_s);
-        } else if (!items.empty() && line.startsWith(u"schema = "_s)) {
-            items.back().schema = value(u"schema = "_s);
+        }
+        for (auto [key, field] : {std::pair{u"schema = "_s, &KeyringItem::schema},
+                                  {u"secret = "_s, &KeyringItem::secret},
+                                  {u"label = "_s, &KeyringItem::label}}) {
+            if (!items.empty() && line.startsWith(key)) {
+                items.back().*field = line.mid(key.size());
+            }
         }
     }
     return items;
@@ -168,14 +161,15 @@ private:
     std::vector<std::thread::id> m_threads;
 };
 
-TEST(KeyringTokenStore, SavesReplacesAndDeletesTheAccountsToken)
+TEST(KeyringTokenStore, SavesReplacesAndDeletesEachAccountsToken)
 {
     KeyringOAuthRefreshTokenStore store;
     const QString account = testAccount();
+    const QString other = testAccount("-other");
     EXPECT_EQ(runTask(store.readRefreshToken(account)), std::nullopt);
+    runTask(store.saveRefreshToken(u"other"_s, other));
 
     runTask(store.saveRefreshToken(u"1//first"_s, account));
-    EXPECT_EQ(runTask(store.readRefreshToken(account)), u"1//first"_s);
     runTask(store.saveRefreshToken(u"1//second"_s, account));
     EXPECT_EQ(runTask(store.readRefreshToken(account)), u"1//second"_s);
     EXPECT_EQ(keyringItems(account), std::vector{currentItem(account, u"1//second"_s)});
@@ -184,40 +178,26 @@ TEST(KeyringTokenStore, SavesReplacesAndDeletesTheAccountsToken)
     EXPECT_EQ(runTask(store.readRefreshToken(account)), std::nullopt);
     EXPECT_TRUE(keyringItems(account).empty());
     EXPECT_NO_THROW(runTask(store.deleteRefreshToken(account)));
+    EXPECT_EQ(runTask(store.readRefreshToken(other)), u"other"_s);
 }
 
-TEST(KeyringTokenStore, KeepsEachAccountsTokenApart)
+/// Earlier versions, and a user's own `secret-tool store`, leave items without a schema; both reading and saving
+/// leave only the current form behind.
+TEST(KeyringTokenStore, ReadingOrSavingReplacesALegacyItem)
 {
     KeyringOAuthRefreshTokenStore store;
-    const QString first = testAccount("-1");
-    const QString second = testAccount("-2");
-    runTask(store.saveRefreshToken(u"token-1"_s, first));
-    runTask(store.saveRefreshToken(u"token-2"_s, second));
-    runTask(store.deleteRefreshToken(first));
-    EXPECT_EQ(runTask(store.readRefreshToken(first)), std::nullopt);
-    EXPECT_EQ(runTask(store.readRefreshToken(second)), u"token-2"_s);
-}
-
-TEST(KeyringTokenStore, ReadingMovesALegacyItemIntoTheCurrentForm)
-{
-    KeyringOAuthRefreshTokenStore store;
-    const QString account = testAccount();
-    storeLegacyItem(account, u"1//legacy"_s);
-    const std::vector<KeyringItem> legacyOnly{{{}, u"1//legacy"_s, u"x"_s}};
-    ASSERT_EQ(keyringItems(account), legacyOnly);
-
-    EXPECT_EQ(runTask(store.readRefreshToken(account)), u"1//legacy"_s);
-    EXPECT_EQ(keyringItems(account), std::vector{currentItem(account, u"1//legacy"_s)});
-    EXPECT_EQ(runTask(store.readRefreshToken(account)), u"1//legacy"_s);
-}
-
-TEST(KeyringTokenStore, SavingRemovesALegacyItem)
-{
-    KeyringOAuthRefreshTokenStore store;
-    const QString account = testAccount();
-    storeLegacyItem(account, u"1//old"_s);
-    runTask(store.saveRefreshToken(u"1//new"_s, account));
-    EXPECT_EQ(keyringItems(account), std::vector{currentItem(account, u"1//new"_s)});
+    for (const bool save : {false, true}) {
+        SCOPED_TRACE(save ? "save" : "read");
+        const QString account = testAccount(save ? "-save" : "-read");
+        storeLegacyItem(account, u"1//legacy"_s);
+        ASSERT_EQ(keyringItems(account), (std::vector<KeyringItem>{{{}, u"1//legacy"_s, u"x"_s}}));
+        if (save) {
+            runTask(store.saveRefreshToken(u"1//new"_s, account));
+        }
+        const QString expected = save ? u"1//new"_s : u"1//legacy"_s;
+        EXPECT_EQ(runTask(store.readRefreshToken(account)), expected);
+        EXPECT_EQ(keyringItems(account), std::vector{currentItem(account, expected)});
+    }
 }
 
 TEST(KeyringTokenStore, TokensKeepEveryCharacter)
@@ -294,97 +274,70 @@ TEST(KeyringTokenStore, AnOperationOutlivesItsStore)
 /// The store's answer to statuses the real keyring gives only in situations a test cannot arrange.
 TEST(KeyringTokenStore, FailuresAndOddItemsFromTheSeam)
 {
-    using Operation = FakeKeychainItemAccess::Operation;
-    using Form = FakeKeychainItemAccess::Form;
+    using Items = std::map<std::pair<FakeKeychainItemAccess::Form, QString>, QByteArray>;
+    using enum FakeKeychainItemAccess::Operation;
+    using enum FakeKeychainItemAccess::Form;
     enum class Call { read, save, erase };
-    using Items = std::map<std::pair<Form, QString>, QByteArray>;
     const QString a = u"a@example.com"_s;
-    struct Case {
+    const auto inCurrent = [&](QByteArray data) {
+        return std::pair{std::pair{current, a}, data};
+    };
+    const auto inLegacy = [&](QByteArray data) {
+        return std::pair{std::pair{legacy, a}, data};
+    };
+    const auto locked = Status::authorizationFailed;
+    const auto internal = Status::internalFailure;
+    const auto undecodable = Status::undecodableData;
+    const struct {
         const char* name;
         Items items;
-        std::map<std::pair<Operation, Form>, std::int32_t> failures;
+        std::optional<std::tuple<FakeKeychainItemAccess::Operation, FakeKeychainItemAccess::Form, std::int32_t>>
+            failure;
         Call call;
         std::optional<std::int32_t> thrown;
-        std::optional<QString> read;
-        Items after;
-    };
-    const Case cases[] = {
-        {"locked keyring on read",
-         {},
-         {{{Operation::copy, Form::current}, Status::authorizationFailed}},
-         Call::read,
-         Status::authorizationFailed},
-        {"legacy lookup fails",
-         {},
-         {{{Operation::copy, Form::legacy}, Status::internalFailure}},
-         Call::read,
-         Status::internalFailure},
-        {"stored data is not UTF-8",
-         {{{Form::current, a}, "\xff\xfe"}},
-         {},
-         Call::read,
-         Status::undecodableData,
-         {},
-         {{{Form::current, a}, "\xff\xfe"}}},
-        {"legacy data is not UTF-8, so it stays",
-         {{{Form::legacy, a}, "ab\xc3"}},
-         {},
-         Call::read,
-         Status::undecodableData,
-         {},
-         {{{Form::legacy, a}, "ab\xc3"}}},
+        std::optional<Items> after = std::nullopt; ///< None when the items must be left alone.
+        std::optional<QString> read = std::nullopt;
+    } cases[] = {
+        {"locked keyring on read", {}, {{copy, current, locked}}, Call::read, locked},
+        {"legacy lookup fails", {}, {{copy, legacy, internal}}, Call::read, internal},
+        {"stored data is not UTF-8", {inCurrent("\xff\xfe")}, {}, Call::read, undecodable},
+        {"legacy data is not UTF-8, so it stays", {inLegacy("ab\xc3")}, {}, Call::read, undecodable},
         {"migration whose legacy item is already gone",
-         {{{Form::legacy, a}, "tok"}},
-         {{{Operation::remove, Form::legacy}, Status::itemNotFound}},
+         {inLegacy("tok")},
+         {{remove, legacy, Status::itemNotFound}},
          Call::read,
          {},
-         u"tok"_s,
-         {{{Form::current, a}, "tok"}, {{Form::legacy, a}, "tok"}}},
+         Items{inCurrent("tok"), inLegacy("tok")},
+         u"tok"_s},
         {"migration that cannot write keeps the legacy item",
-         {{{Form::legacy, a}, "tok"}},
-         {{{Operation::add, Form::current}, Status::authorizationFailed}},
+         {inLegacy("tok")},
+         {{add, current, locked}},
          Call::read,
-         Status::authorizationFailed,
-         {},
-         {{{Form::legacy, a}, "tok"}}},
-        {"save into a locked keyring",
-         {{{Form::current, a}, "old"}},
-         {{{Operation::update, Form::current}, Status::authorizationFailed}},
-         Call::save,
-         Status::authorizationFailed,
-         {},
-         {{{Form::current, a}, "old"}}},
+         locked},
+        {"save into a locked keyring", {inCurrent("old")}, {{update, current, locked}}, Call::save, locked},
         {"save without a keyring service",
          {},
-         {{{Operation::add, Form::current}, Status::notAvailable}},
+         {{add, current, Status::notAvailable}},
          Call::save,
          Status::notAvailable},
         {"save whose legacy cleanup fails",
-         {{{Form::legacy, a}, "old"}},
-         {{{Operation::remove, Form::legacy}, Status::internalFailure}},
+         {inLegacy("old")},
+         {{remove, legacy, internal}},
          Call::save,
-         Status::internalFailure,
-         {},
-         {{{Form::current, a}, "new"}, {{Form::legacy, a}, "old"}}},
-        {"delete from a locked keyring",
-         {{{Form::current, a}, "tok"}},
-         {{{Operation::remove, Form::current}, Status::authorizationFailed}},
-         Call::erase,
-         Status::authorizationFailed,
-         {},
-         {{{Form::current, a}, "tok"}}},
-        {"delete whose legacy removal fails",
-         {},
-         {{{Operation::remove, Form::legacy}, Status::internalFailure}},
-         Call::erase,
-         Status::internalFailure},
-        {"delete with nothing stored", {}, {}, Call::erase},
+         internal,
+         Items{inCurrent("new"), inLegacy("old")}},
+        {"delete from a locked keyring", {inCurrent("tok")}, {{remove, current, locked}}, Call::erase, locked},
+        {"delete whose legacy removal fails", {}, {{remove, legacy, internal}}, Call::erase, internal},
+        {"delete with nothing stored", {}, {}, Call::erase, {}},
     };
-    for (const Case& test : cases) {
+    for (const auto& test : cases) {
         SCOPED_TRACE(test.name);
         auto access = std::make_shared<FakeKeychainItemAccess>();
         access->items = test.items;
-        access->failures = test.failures;
+        if (test.failure) {
+            const auto [operation, form, status] = *test.failure;
+            access->failures[{operation, form}] = status;
+        }
         KeyringOAuthRefreshTokenStore store(access);
         try {
             switch (test.call) {
@@ -402,7 +355,7 @@ TEST(KeyringTokenStore, FailuresAndOddItemsFromTheSeam)
         } catch (const OAuthError& error) {
             EXPECT_EQ(error.value(), OAuthError::Case(OAuthError::Keychain{test.thrown.value_or(0)}));
         }
-        EXPECT_EQ(access->items, test.after);
+        EXPECT_EQ(access->items, test.after.value_or(test.items));
     }
 }
 

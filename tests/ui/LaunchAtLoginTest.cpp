@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Launch at login: the controller's state and texts over a scripted service, the autostart entry in a temporary
-// config folder, and the Background portal against python3-dbusmock on a private bus.
 #include "support/RunTask.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/linux/BackgroundPortalLaunchAtLoginService.h"
@@ -30,7 +28,6 @@ using State = LaunchAtLoginController::State;
 
 namespace {
 
-/// A service whose status and failures the test sets.
 class ScriptedService final : public LaunchAtLoginService {
 public:
     Status status() const override { return current; }
@@ -63,6 +60,85 @@ bool write(const QString& path, const QByteArray& contents)
     QFile file(path);
     return file.open(QIODevice::WriteOnly) && file.write(contents) == contents.size();
 }
+
+/// What the task threw; empty when it succeeded.
+std::optional<QString> failure(QCoro::Task<> task)
+{
+    try {
+        runTask(std::move(task));
+        return std::nullopt;
+    } catch (const LaunchAtLoginError& error) {
+        return error.description();
+    }
+}
+
+/// A private session bus, with python3-dbusmock serving the Background portal when `serves`. RequestBackground
+/// answers with a handle of its own ("<token>_on" or "<token>_off", after the autostart option); the test responds.
+class PortalMock {
+public:
+    explicit PortalMock(bool serves = true)
+    {
+        m_daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s});
+        if (m_daemon.waitForReadyRead(10'000)) {
+            m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
+        }
+        bus = QDBusConnection::connectToBus(m_address, u"portal-test"_s);
+        auto environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
+        if (!serves) {
+            ready = bus.isConnected();
+            return;
+        }
+        m_mock.setProcessEnvironment(environment);
+        m_mock.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_mock.start(u"/usr/bin/python3"_s,
+                     {u"-m"_s, u"dbusmock"_s, u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
+                      u"org.freedesktop.portal.Background"_s});
+        ready = QTest::qWaitFor(
+            [&] { return bus.interface()->isServiceRegistered(u"org.freedesktop.portal.Desktop"_s).value(); }, 15'000);
+        if (ready) {
+            call(u"/org/freedesktop/portal/desktop"_s, u"AddMethod"_s,
+                 {u"org.freedesktop.portal.Background"_s, u"RequestBackground"_s, u"sa{sv}"_s, u"o"_s,
+                  u"ret = dbus.ObjectPath('/org/freedesktop/portal/desktop/request/mock/' + args[1]['handle_token'] + "
+                  u"('_on' if args[1]['autostart'] else '_off'))"_s});
+        }
+    }
+    ~PortalMock()
+    {
+        QDBusConnection::disconnectFromBus(u"portal-test"_s);
+        m_mock.kill();
+        m_mock.waitForFinished();
+        m_daemon.kill();
+        m_daemon.waitForFinished();
+    }
+
+    QDBusMessage call(const QString& path, const QString& method, const QVariantList& arguments) const
+    {
+        auto message = QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, path,
+                                                      u"org.freedesktop.DBus.Mock"_s, method);
+        message.setArguments(arguments);
+        return bus.call(message);
+    }
+
+    void respond(const QString& handle, uint response, bool autostart) const
+    {
+        const QString path = u"/org/freedesktop/portal/desktop/request/mock/"_s + handle;
+        call(u"/org/freedesktop/portal/desktop"_s, u"AddObject"_s,
+             {path, u"org.freedesktop.portal.Request"_s, QVariantMap(), QVariant::fromValue(QList<QVariant>())});
+        const QVariantMap results{{u"autostart"_s, autostart}, {u"background"_s, true}};
+        call(path, u"EmitSignal"_s,
+             {u"org.freedesktop.portal.Request"_s, u"Response"_s, u"ua{sv}"_s,
+              QVariantList{QVariant::fromValue(QDBusVariant(response)), QVariant::fromValue(QDBusVariant(results))}});
+    }
+
+    QDBusConnection bus{QString()};
+    bool ready = false;
+
+private:
+    QProcess m_daemon;
+    QProcess m_mock;
+    QString m_address;
+};
 
 } // namespace
 
@@ -99,20 +175,18 @@ TEST(LaunchAtLoginControllerTest, SetEnabledRecordsTheOutcomeAndRereadsTheSystem
     LaunchAtLoginController controller(service);
     QSignalSpy changed(&controller, &LaunchAtLoginController::changed);
 
-    // On while the system needs approval: the switch stays on, with the note.
     service.afterRegister = Status::requiresApproval;
     runTask(controller.setEnabled(true));
     EXPECT_EQ(controller.state(), State::requiresApproval);
     EXPECT_TRUE(controller.isOn());
 
-    // A failed unregister keeps what the system has and shows why.
     service.current = Status::enabled;
     service.fails = true;
     runTask(controller.setEnabled(false));
     EXPECT_EQ(controller.state(), State::enabled);
     EXPECT_EQ(controller.errorMessage(), u"The autostart entry /x.desktop could not be removed: Permission denied"_s);
 
-    // Success clears the message; a change the service reports on its own is picked up.
+    // Success clears the message; a change the service reports itself is picked up.
     service.fails = false;
     runTask(controller.setEnabled(false));
     EXPECT_EQ(controller.state(), State::disabled);
@@ -143,7 +217,6 @@ TEST(XdgAutostartTest, QuotesTheProgramPathForExec)
 TEST(XdgAutostartTest, RegistersAndUnregistersTheEntry)
 {
     QTemporaryDir home;
-    // A config folder that does not exist yet is created readable only by the user.
     const QString configHome = home.filePath(u"config"_s);
     XdgAutostartLaunchAtLoginService service(configHome, u"/opt/My Apps/orvane"_s);
     EXPECT_EQ(service.status(), Status::notRegistered);
@@ -192,130 +265,43 @@ TEST(XdgAutostartTest, ReportsWhatStandsInTheWay)
 {
     QTemporaryDir temporary;
     const QString root = temporary.path();
+    const auto entry = [&](const char* folder, const char* verb) {
+        return u"The autostart entry %1/%2/autostart/com.velmont.Orvane.desktop could not be %3: "_s.arg(
+            root, QLatin1StringView(folder), QLatin1StringView(verb));
+    };
     const struct {
-        QString name;
-        QString configHome;
+        const char* folder;
         std::function<bool()> prepare;
         QString registerError;
         std::optional<QString> unregisterError;
     } rows[] = {
-        {u"folder at the entry"_s, root + u"/a"_s,
-         [&] { return QDir().mkpath(root + u"/a/autostart/com.velmont.Orvane.desktop"_s); },
-         u"The autostart entry %1/a/autostart/com.velmont.Orvane.desktop could not be written: a folder is in its place"_s
-             .arg(root),
-         u"The autostart entry %1/a/autostart/com.velmont.Orvane.desktop could not be removed: a folder is in its place"_s
-             .arg(root)},
-        {u"file as config home"_s, root + u"/b"_s, [&] { return write(root + u"/b"_s, "x"); },
-         u"The autostart entry %1/b/autostart/com.velmont.Orvane.desktop could not be written: the autostart folder "
-         u"could not be created"_s.arg(root),
-         std::nullopt},
-        {u"read-only autostart folder"_s, root + u"/c"_s,
+        {"a", [&] { return QDir().mkpath(root + u"/a/autostart/com.velmont.Orvane.desktop"_s); },
+         entry("a", "written") + u"a folder is in its place"_s, entry("a", "removed") + u"a folder is in its place"_s},
+        {"b", [&] { return write(root + u"/b"_s, "x"); },
+         entry("b", "written") + u"the autostart folder could not be created"_s, std::nullopt},
+        {"c",
          [&] {
-             return QDir().mkpath(root + u"/c/autostart"_s) &&
+             return ::geteuid() != 0 && QDir().mkpath(root + u"/c/autostart"_s) &&
                     QFile::setPermissions(root + u"/c/autostart"_s, QFile::ReadOwner | QFile::ExeOwner);
          },
-         u"The autostart entry %1/c/autostart/com.velmont.Orvane.desktop could not be written: "_s.arg(root),
-         std::nullopt},
+         entry("c", "written"), std::nullopt},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.name.toStdString());
-        if (row.name.startsWith(u"read-only"_s) && ::geteuid() == 0) {
-            continue; // permissions do not stop root
+        SCOPED_TRACE(row.folder);
+        if (!row.prepare()) {
+            ASSERT_EQ(::geteuid(), 0U) << "could not prepare the folder";
+            continue;
         }
-        ASSERT_TRUE(row.prepare());
-        XdgAutostartLaunchAtLoginService service(row.configHome, u"/usr/bin/orvane"_s);
+        XdgAutostartLaunchAtLoginService service(root + u'/' + QLatin1StringView(row.folder), u"/usr/bin/orvane"_s);
         EXPECT_EQ(service.status(), Status::notRegistered);
-        try {
-            runTask(service.registerMainApp());
-            ADD_FAILURE() << "registered";
-        } catch (const LaunchAtLoginError& error) {
-            EXPECT_TRUE(error.description().startsWith(row.registerError)) << error.description().toStdString();
-        }
+        const auto registered = failure(service.registerMainApp());
+        ASSERT_TRUE(registered);
+        EXPECT_TRUE(registered->startsWith(row.registerError)) << registered->toStdString();
         if (row.unregisterError) {
-            try {
-                runTask(service.unregisterMainApp());
-                ADD_FAILURE() << "unregistered";
-            } catch (const LaunchAtLoginError& error) {
-                EXPECT_EQ(error.description(), *row.unregisterError);
-            }
+            EXPECT_EQ(failure(service.unregisterMainApp()), row.unregisterError);
         }
     }
 }
-
-namespace {
-
-/// A private session bus, with python3-dbusmock serving the Background portal when `serves`. RequestBackground
-/// answers with a handle of its own choosing (as older portals do) that names the autostart option it was given
-/// ("<token>_on" or "<token>_off"); the test sends the Response.
-class PortalMock {
-public:
-    explicit PortalMock(bool serves = true)
-    {
-        m_daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s});
-        if (m_daemon.waitForReadyRead(10'000)) {
-            m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
-        }
-        bus = QDBusConnection::connectToBus(m_address, u"portal-test"_s);
-        auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, m_address);
-        if (!serves) {
-            ready = bus.isConnected();
-            return;
-        }
-        m_mock.setProcessEnvironment(environment);
-        m_mock.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        // Debian's interpreter, which has the python3-dbusmock package.
-        m_mock.start(u"/usr/bin/python3"_s,
-                     {u"-m"_s, u"dbusmock"_s, u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
-                      u"org.freedesktop.portal.Background"_s});
-        ready = QTest::qWaitFor(
-            [&] { return bus.interface()->isServiceRegistered(u"org.freedesktop.portal.Desktop"_s).value(); }, 15'000);
-        if (ready) {
-            call(u"/org/freedesktop/portal/desktop"_s, u"AddMethod"_s,
-                 {u"org.freedesktop.portal.Background"_s, u"RequestBackground"_s, u"sa{sv}"_s, u"o"_s,
-                  u"ret = dbus.ObjectPath('/org/freedesktop/portal/desktop/request/mock/' + args[1]['handle_token'] + "
-                  u"('_on' if args[1]['autostart'] else '_off'))"_s});
-        }
-    }
-    ~PortalMock()
-    {
-        QDBusConnection::disconnectFromBus(u"portal-test"_s);
-        m_mock.kill();
-        m_mock.waitForFinished();
-        m_daemon.kill();
-        m_daemon.waitForFinished();
-    }
-
-    QDBusMessage call(const QString& path, const QString& method, const QVariantList& arguments) const
-    {
-        auto message = QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s, path,
-                                                      u"org.freedesktop.DBus.Mock"_s, method);
-        message.setArguments(arguments);
-        return bus.call(message);
-    }
-
-    /// The portal's answer to the request with `handle` (the token and what it asked for).
-    void respond(const QString& handle, uint response, bool autostart) const
-    {
-        const QString path = u"/org/freedesktop/portal/desktop/request/mock/"_s + handle;
-        call(u"/org/freedesktop/portal/desktop"_s, u"AddObject"_s,
-             {path, u"org.freedesktop.portal.Request"_s, QVariantMap(), QVariant::fromValue(QList<QVariant>())});
-        const QVariantMap results{{u"autostart"_s, autostart}, {u"background"_s, true}};
-        call(path, u"EmitSignal"_s,
-             {u"org.freedesktop.portal.Request"_s, u"Response"_s, u"ua{sv}"_s,
-              QVariantList{QVariant::fromValue(QDBusVariant(response)), QVariant::fromValue(QDBusVariant(results))}});
-    }
-
-    QDBusConnection bus{QString()};
-    bool ready = false;
-
-private:
-    QProcess m_daemon;
-    QProcess m_mock;
-    QString m_address;
-};
-
-} // namespace
 
 TEST(BackgroundPortalTest, RequestsAreApprovalUntilThePortalAnswers)
 {
@@ -325,32 +311,31 @@ TEST(BackgroundPortalTest, RequestsAreApprovalUntilThePortalAnswers)
     LaunchAtLoginController controller(service);
     QSignalSpy statusChanged(&service, &LaunchAtLoginService::statusChanged);
 
-    // Granted: pending shows as approval, the answer as enabled; the request asked for autostart.
-    runTask(controller.setEnabled(true));
-    EXPECT_EQ(controller.state(), State::requiresApproval);
-    portal.respond(u"orvane_launch_1_on"_s, 0, true);
-    ASSERT_TRUE(statusChanged.wait(5'000));
-    EXPECT_EQ(controller.state(), State::enabled);
-
-    // Turning off asks with autostart false.
-    runTask(controller.setEnabled(false));
-    portal.respond(u"orvane_launch_2_off"_s, 0, false);
-    ASSERT_TRUE(statusChanged.wait(5'000));
-    EXPECT_EQ(controller.state(), State::disabled);
-
-    // Denied by the user: back to what it was before the request.
-    runTask(controller.setEnabled(true));
-    portal.respond(u"orvane_launch_3_on"_s, 1, false);
-    ASSERT_TRUE(statusChanged.wait(5'000));
-    EXPECT_EQ(controller.state(), State::disabled);
+    // Pending shows as approval; the handles name the autostart option each request asked for. Denied: unchanged.
+    const struct {
+        bool enable;
+        QString handle;
+        uint response;
+        State state;
+    } steps[] = {
+        {true, u"orvane_launch_1_on"_s, 0, State::enabled},
+        {false, u"orvane_launch_2_off"_s, 0, State::disabled},
+        {true, u"orvane_launch_3_on"_s, 1, State::disabled},
+    };
+    for (const auto& step : steps) {
+        runTask(controller.setEnabled(step.enable));
+        EXPECT_EQ(controller.state(), step.enable ? State::requiresApproval : State::enabled);
+        portal.respond(step.handle, step.response, step.enable && step.response == 0);
+        ASSERT_TRUE(statusChanged.wait(5'000)) << step.handle.toStdString();
+        EXPECT_EQ(controller.state(), step.state);
+    }
     EXPECT_EQ(controller.errorMessage(), std::nullopt);
-}
-
-TEST(BackgroundPortalTest, MapsAnswersAndReportsAMissingPortal)
-{
     // A failed request (not a denial) leaves what the portal had.
     EXPECT_EQ(BackgroundPortalLaunchAtLoginService::statusForResponse(2, false, Status::enabled), Status::enabled);
+}
 
+TEST(BackgroundPortalTest, ReportsAMissingPortal)
+{
     PortalMock bus(false);
     ASSERT_TRUE(bus.ready);
     BackgroundPortalLaunchAtLoginService service(bus.bus);

@@ -51,39 +51,34 @@ public:
     bool openCalendarApplication() override { return false; }
 };
 
-CalendarDescriptor calendar(const QString& identifier, CalendarSourceKind kind, const QString& source)
-{
-    return CalendarDescriptor{.identifier = identifier,
-                              .title = identifier,
-                              .sourceIdentifier = source,
-                              .sourceTitle = source,
-                              .sourceKind = kind};
-}
-
 /// "home" and "birthdays" on this computer, "work" in a Google account.
 std::vector<CalendarGroup> threeCalendars()
 {
-    return {
-        {u"local"_s,
-         u"Personal"_s,
-         CalendarSourceKind::local,
-         {calendar(u"home"_s, CalendarSourceKind::local, u"Personal"_s),
-          calendar(u"birthdays"_s, CalendarSourceKind::local, u"Personal"_s)}},
-        {u"g"_s,
-         u"me@example.com"_s,
-         CalendarSourceKind::google,
-         {calendar(u"work"_s, CalendarSourceKind::google, u"me@example.com"_s)}},
+    const auto calendar = [](const QString& identifier, CalendarSourceKind kind, const QString& source) {
+        return CalendarDescriptor{.identifier = identifier,
+                                  .title = identifier,
+                                  .sourceIdentifier = source,
+                                  .sourceTitle = source,
+                                  .sourceKind = kind};
     };
+    const auto local = CalendarSourceKind::local;
+    return {{u"local"_s,
+             u"Personal"_s,
+             local,
+             {calendar(u"home"_s, local, u"Personal"_s), calendar(u"birthdays"_s, local, u"Personal"_s)}},
+            {u"g"_s,
+             u"me@example.com"_s,
+             CalendarSourceKind::google,
+             {calendar(u"work"_s, CalendarSourceKind::google, u"me@example.com"_s)}}};
 }
 
 TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
 {
-    struct Case {
+    const struct {
         CalendarAuthorizationState state;
         bool problem;
         bool canChoose;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {CalendarAuthorizationState::notDetermined, false, false},
         {CalendarAuthorizationState::fullAccess, false, true},
         {CalendarAuthorizationState::denied, true, false},
@@ -98,8 +93,6 @@ TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
         model.state = c.state;
         OnboardingViewModel onboarding(model);
         onboarding.continueFromWelcome();
-        EXPECT_EQ(onboarding.step(), Step::access);
-        EXPECT_EQ(onboarding.stepCounter(), u"Step 2 of 3"_s);
         // Only an undecided state asks on arrival; the others wait for "Check Again".
         EXPECT_EQ(model.accessRequests, c.state == CalendarAuthorizationState::notDetermined ? 1 : 0);
         EXPECT_EQ(onboarding.accessIsProblem(), c.problem);
@@ -108,8 +101,7 @@ TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
         EXPECT_EQ(onboarding.step(), c.canChoose ? Step::calendars : Step::access);
         seen.insert(onboarding.accessText());
     }
-    // Each state explains itself.
-    EXPECT_EQ(seen.size(), std::size(cases));
+    EXPECT_EQ(seen.size(), std::size(cases)) << "each state explains itself";
 }
 
 TEST(OnboardingViewModelTest, NoTextSendsALinuxUserToTheOtherPlatform)
@@ -135,14 +127,11 @@ TEST(OnboardingViewModelTest, StepsMoveForwardAndBack)
 {
     FakeOnboardingModel model;
     OnboardingViewModel onboarding(model);
-    struct Move {
+    const struct {
         void (OnboardingViewModel::*action)();
         Step expected;
         QString counter;
-    };
-    const Move moves[] = {
-        {&OnboardingViewModel::back, Step::welcome, u"Step 1 of 3"_s},
-        {&OnboardingViewModel::continueFromWelcome, Step::access, u"Step 2 of 3"_s},
+    } moves[] = {
         {&OnboardingViewModel::back, Step::welcome, u"Step 1 of 3"_s},
         {&OnboardingViewModel::continueFromWelcome, Step::access, u"Step 2 of 3"_s},
         {&OnboardingViewModel::resume, Step::access, u"Step 2 of 3"_s}, // first run: nothing to resume
@@ -188,12 +177,7 @@ TEST(OnboardingViewModelTest, SelectionCounterFollowsTheSwitches)
     // A stored calendar that is no longer listed does not count.
     model.stored = QSet<QString>{u"work"_s, u"gone"_s};
     OnboardingViewModel onboarding(model);
-
-    struct Step {
-        std::function<void()> action;
-        QString counter;
-    };
-    const Step steps[] = {
+    const std::pair<std::function<void()>, QString> steps[] = {
         {[] {}, u"1 of 3 selected"_s},
         {[&] { onboarding.setCalendarSelected(u"home"_s, true); }, u"2 of 3 selected"_s},
         {[&] { onboarding.setCalendarSelected(u"work"_s, false); }, u"1 of 3 selected"_s},
@@ -202,9 +186,8 @@ TEST(OnboardingViewModelTest, SelectionCounterFollowsTheSwitches)
         {[&] { onboarding.setCalendarSelected(u"birthdays"_s, false); }, u"2 of 3 selected"_s},
     };
     for (std::size_t i = 0; i < std::size(steps); ++i) {
-        SCOPED_TRACE(i);
-        steps[i].action();
-        EXPECT_EQ(onboarding.selectionCounter(), steps[i].counter);
+        steps[i].first();
+        EXPECT_EQ(onboarding.selectionCounter(), steps[i].second) << i;
     }
     EXPECT_EQ(onboarding.selection(), (QSet<QString>{u"home"_s, u"work"_s}));
 
@@ -228,49 +211,39 @@ TEST(OnboardingViewModelTest, WithNothingStoredEveryCalendarIsCheckedEvenOnesTha
     Q_EMIT model.changed();
     EXPECT_TRUE(onboarding.hasCalendars());
     EXPECT_EQ(onboarding.selectionCounter(), u"3 of 3 selected"_s);
+
+    // No calendar application to open is reported until the user moves on.
+    EXPECT_FALSE(onboarding.openCalendarApplication());
+    EXPECT_FALSE(onboarding.errorText().isEmpty());
+    onboarding.continueFromWelcome();
+    EXPECT_TRUE(onboarding.errorText().isEmpty());
 }
 
 TEST(OnboardingViewModelTest, FinishingStoresTheChoiceAndMarksOnboardingDone)
 {
-    struct Case {
-        const char* name;
-        void (OnboardingViewModel::*finish)();
-        QSet<QString> saved;
+    const std::pair<void (OnboardingViewModel::*)(), QSet<QString>> cases[] = {
+        {&OnboardingViewModel::finishSetup, {u"home"_s, u"work"_s}},
+        {&OnboardingViewModel::finishWithoutCalendars, {}},
     };
-    const Case cases[] = {
-        {"setup", &OnboardingViewModel::finishSetup, {u"home"_s, u"work"_s}},
-        {"without calendars", &OnboardingViewModel::finishWithoutCalendars, {}},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+    for (const auto& [finish, saved] : cases) {
+        SCOPED_TRACE(saved.size());
         FakeOnboardingModel model;
         model.groups = threeCalendars();
         OnboardingViewModel onboarding(model);
         onboarding.setCalendarSelected(u"birthdays"_s, false);
-        // Finishing is only possible from the calendars step.
-        (onboarding.*c.finish)();
-        EXPECT_FALSE(model.completed);
+        (onboarding.*finish)();
+        EXPECT_FALSE(model.completed) << "finishing is only possible from the calendars step";
         onboarding.continueFromWelcome();
         onboarding.chooseCalendars();
-        (onboarding.*c.finish)();
+        (onboarding.*finish)();
         EXPECT_TRUE(model.completed);
-        EXPECT_EQ(model.saved, std::optional(c.saved));
+        EXPECT_EQ(model.saved, std::optional(saved));
         EXPECT_EQ(onboarding.step(), Step::complete);
         int closes = 0;
         QObject::connect(&onboarding, &OnboardingViewModel::closeRequested, [&] { ++closes; });
         onboarding.done();
         EXPECT_EQ(closes, 1);
     }
-}
-
-TEST(OnboardingViewModelTest, NoCalendarApplicationIsReported)
-{
-    FakeOnboardingModel model;
-    OnboardingViewModel onboarding(model);
-    EXPECT_FALSE(onboarding.openCalendarApplication());
-    EXPECT_FALSE(onboarding.errorText().isEmpty());
-    onboarding.continueFromWelcome();
-    EXPECT_TRUE(onboarding.errorText().isEmpty());
 }
 
 AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
@@ -283,50 +256,39 @@ AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
 
 TEST(AboutViewModelTest, VersionLine)
 {
-    struct Case {
-        std::map<QString, QString> values;
-        QString expected;
-    };
-    const Case cases[] = {
+    const std::pair<std::map<QString, QString>, QString> cases[] = {
         {{{u"CFBundleShortVersionString"_s, u"0.1.0"_s}, {u"CFBundleVersion"_s, u"1"_s}}, u"Version 0.1.0 (1)"_s},
         {{{u"CFBundleShortVersionString"_s, u"0.1.0"_s}}, u"Version 0.1.0 (Unknown)"_s},
         {{{u"CFBundleShortVersionString"_s, u""_s}, {u"CFBundleVersion"_s, u"7"_s}}, u"Version Unknown (7)"_s},
         {{}, u"Version Unknown (Unknown)"_s},
     };
-    for (const auto& c : cases) {
-        EXPECT_EQ(AboutViewModel(bundle(c.values), {}).versionLine(), c.expected);
+    for (const auto& [values, expected] : cases) {
+        EXPECT_EQ(AboutViewModel(bundle(values), {}).versionLine(), expected);
     }
 }
 
-TEST(AboutViewModelTest, OnlyConfiguredLinksAreShownAndOpened)
+TEST(AboutViewModelTest, OnlyConfiguredWebLinksAreShownAndOpened)
 {
-    struct Case {
-        std::map<QString, QString> values;
-        QStringList titles;
-    };
-    const std::map<QString, QString> all = {
-        {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s},
-        {u"OrvanePrivacyURL"_s, u"https://orvane.example/privacy"_s},
-        {u"OrvaneTermsURL"_s, u"https://orvane.example/terms"_s},
-        {u"OrvaneSupportURL"_s, u"https://orvane.example/support"_s},
-        {u"OrvaneUpdateURL"_s, u"https://orvane.example/updates"_s},
-    };
-    const Case cases[] = {
-        {all, {u"Website"_s, u"Privacy"_s, u"Terms"_s, u"Support"_s, u"Updates"_s}},
-        {{}, {}},
+    const std::pair<std::map<QString, QString>, QStringList> cases[] = {
+        {{{u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s},
+          {u"OrvanePrivacyURL"_s, u"https://orvane.example/privacy"_s},
+          {u"OrvaneTermsURL"_s, u"https://orvane.example/terms"_s},
+          {u"OrvaneSupportURL"_s, u"https://orvane.example/support"_s},
+          {u"OrvaneUpdateURL"_s, u"https://orvane.example/updates"_s}},
+         {u"Website"_s, u"Privacy"_s, u"Terms"_s, u"Support"_s, u"Updates"_s}},
         {{{u"OrvaneSupportURL"_s, u"https://orvane.example/support"_s},
           {u"OrvaneWebsiteURL"_s, u"orvane.example"_s},
           {u"OrvanePrivacyURL"_s, u"file:///etc/passwd"_s},
           {u"OrvaneTermsURL"_s, u"https://"_s}},
          {u"Support"_s}},
     };
-    for (const auto& c : cases) {
+    for (const auto& [values, expected] : cases) {
         QStringList titles;
-        const AboutViewModel about(bundle(c.values), {});
+        const AboutViewModel about(bundle(values), {});
         for (const auto& link : about.links()) {
             titles.append(link.title);
         }
-        EXPECT_EQ(titles, c.titles);
+        EXPECT_EQ(titles, expected);
     }
 
     std::vector<QUrl> opened;
@@ -345,7 +307,7 @@ class WarningCollector {
 public:
     WarningCollector() { s_warnings.clear(), m_previous = qInstallMessageHandler(&collect); }
     ~WarningCollector() { qInstallMessageHandler(m_previous); }
-    static QStringList& warnings() { return s_warnings; }
+    static inline QStringList s_warnings;
 
 private:
     static void collect(QtMsgType type, const QMessageLogContext&, const QString& message)
@@ -355,7 +317,6 @@ private:
             s_warnings.append(message);
         }
     }
-    static inline QStringList s_warnings;
     QtMessageHandler m_previous;
 };
 
@@ -364,8 +325,7 @@ void saveScreenshot(QQuickWindow& window, const QString& name)
 {
     const QDir directory(QCoreApplication::applicationDirPath() + u"/artifacts"_s);
     directory.mkpath(u"."_s);
-    // Lets the first layout and the icons' layers settle before the picture is taken.
-    QCoreApplication::processEvents();
+    QCoreApplication::processEvents(); // lets the first layout and the icons' layers settle
     window.grabWindow().save(directory.filePath(name));
 }
 
@@ -424,7 +384,7 @@ TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
 
     windows.openSettings(orvane::WindowCoordinating::SettingsSection::calendars);
     EXPECT_EQ(settingsOpened, 1);
-    EXPECT_EQ(WarningCollector::warnings(), QStringList());
+    EXPECT_EQ(WarningCollector::s_warnings, QStringList());
 }
 
 } // namespace
