@@ -236,7 +236,10 @@ Cases notBlobs(const RecordKind& kind)
 
 Cases randomBytes(const RecordKind& kind)
 {
-    std::mt19937 random(std::uint32_t(qHash(kind.key, 1)));
+    // Seeded from the key's bytes, not qHash (which Qt may randomise per process), so every run tries the same bytes.
+    const QByteArray key = kind.key.toUtf8();
+    std::seed_seq seed(key.begin(), key.end());
+    std::mt19937 random(seed);
     std::vector<QVariant> values{QByteArray("")};
     for (int i = 0; i < 10; ++i) {
         QByteArray bytes(qsizetype(random() % 300), Qt::Uninitialized);
