@@ -28,6 +28,9 @@ struct RemoteMeetingOccurrence {
     std::optional<QString> location;
     bool isRecurring = false;
     std::optional<QUrl> meetingURL;
+    /// The event's iCalendar UID when the provider shares one for the whole series, so that the same meeting seen
+    /// through the desktop's calendars (which carry the UID) alerts once.
+    std::optional<QString> iCalendarUID;
 
     friend bool operator==(const RemoteMeetingOccurrence&, const RemoteMeetingOccurrence&) = default;
 };
