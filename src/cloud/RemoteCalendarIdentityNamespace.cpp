@@ -67,6 +67,16 @@ std::optional<QString> decodeProviderIdentifier(QString field)
 
 } // namespace
 
+bool belongsToAccount(const QString& value, const RemoteCalendarAccountMetadata& account)
+{
+    // Everything before the kind field: prefix, provider and account.
+    const QString accountPrefix = QStringList{QString::fromUtf16(prefix), rawValue(account.provider),
+                                              account.id.toString(QUuid::WithoutBraces).toUpper(), QString()}
+                                      .join(u':');
+    const QStringView text = value.startsWith(u"external:"_s) ? QStringView(value).mid(9) : QStringView(value);
+    return text.startsWith(accountPrefix);
+}
+
 QString sourceIdentifier(const RemoteCalendarAccountMetadata& account, const QString& providerSourceIdentifier)
 {
     return identity(account, u"source"_s, providerSourceIdentifier);

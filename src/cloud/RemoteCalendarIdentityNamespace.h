@@ -26,6 +26,9 @@ QString calendarIdentifier(const RemoteCalendarAccountMetadata& account, const Q
 /// The series identity of a provider event: "external:" followed by the identity of kind "series".
 QString seriesIdentifier(const RemoteCalendarAccountMetadata& account, const QString& providerSeriesIdentifier);
 
+/// Whether `value` is an identity of `account` (of any kind, also behind "external:"): what is stored about an
+/// account is found, and removed with it, through this.
+bool belongsToAccount(const QString& value, const RemoteCalendarAccountMetadata& account);
 /// Whether `value` begins with "orvane.remote.v1:" (a series identity, behind "external:", does not).
 bool isRemoteIdentifier(const QString& value);
 

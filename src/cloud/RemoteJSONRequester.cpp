@@ -15,6 +15,7 @@
 #include <QTimeZone>
 
 #include <algorithm>
+#include <limits>
 
 namespace orvane {
 
@@ -43,7 +44,11 @@ std::optional<std::chrono::milliseconds> RemoteJSONRequester::retryAfter(const Q
     bool isNumber = false;
     const qint64 seconds = trimmed.toLongLong(&isNumber);
     if (isNumber) {
-        return seconds < 0 ? std::nullopt : std::optional(std::chrono::milliseconds(seconds * 1000));
+        if (seconds < 0) {
+            return std::nullopt;
+        }
+        // A hostile value must not overflow into a short wait; anything this long is refused as too long anyway.
+        return std::chrono::milliseconds(std::min<qint64>(seconds, std::numeric_limits<qint64>::max() / 1000) * 1000);
     }
     // The HTTP date form: "Sun, 06 Nov 1994 08:49:37 GMT".
     QDateTime date = QLocale::c().toDateTime(trimmed, u"ddd, dd MMM yyyy HH:mm:ss 'GMT'"_s);

@@ -150,6 +150,29 @@ TEST(RemoteIdentity, RecognisesTheVersionPrefix)
     }
 }
 
+TEST(RemoteIdentity, TellsWhichAccountAnIdentityBelongsTo)
+{
+    auto other = account();
+    other.id = QUuid::fromString(u"E621E1F8-C36C-495A-93FC-0C247A3E6E50"_s);
+    const struct {
+        QString value;
+        bool belongs;
+    } cases[] = {
+        {identity::calendarIdentifier(account(), u"a"_s), true},
+        {identity::sourceIdentifier(account(), u"a"_s), true},
+        {identity::seriesIdentifier(account(), u"a"_s), true},
+        {identity::calendarIdentifier(other, u"a"_s), false},
+        {identity::calendarIdentifier(account(RemoteCalendarProviderKind::microsoft), u"a"_s), false},
+        // The account must be a whole field, not the start of a longer one.
+        {calendarString(u"YQ"_s, accountText.chopped(1)), false},
+        {u"external:"_s + accountText, false},
+        {u"local-calendar-id"_s, false},
+    };
+    for (const auto& [value, belongs] : cases) {
+        EXPECT_EQ(identity::belongsToAccount(value, account()), belongs) << value.toStdString();
+    }
+}
+
 TEST(RemoteAccountCoding, WritesEveryFieldUnderItsNameInOrder)
 {
     auto full = account(RemoteCalendarProviderKind::microsoft);
