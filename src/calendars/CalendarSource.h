@@ -45,6 +45,9 @@ public:
     virtual QString failureMessage(const std::exception_ptr& error) const;
     /// Whether only a new sign-in can fix this failure.
     virtual bool requiresReauthentication(const std::exception_ptr& error) const;
+    /// What marks `occurrence` as the same meeting when another source delivers it too (with the same start); empty
+    /// when the source cannot tell. The series identifier when it is an iCalendar UID ("external:" + UID).
+    virtual QString crossSourceKey(const MeetingOccurrence& occurrence) const;
 
 Q_SIGNALS:
     /// Calendars or events of this source changed.

@@ -57,6 +57,9 @@ CompositeCalendarRepository::fetchSource(QPointer<CalendarSource> source, FetchI
     result.groups = co_await source->calendarGroups();
     if (withOccurrences && source) {
         result.occurrences = co_await source->occurrences(interval, std::move(selection));
+        for (const auto& occurrence : result.occurrences) {
+            result.crossSourceKeys.push_back(source ? source->crossSourceKey(occurrence) : QString());
+        }
     }
     co_return result;
 }
@@ -109,9 +112,11 @@ CompositeCalendarRepository::fetchAll(FetchInterval interval, bool withOccurrenc
         const auto last = m_lastGood.find(source->key());
         if (last != m_lastGood.end() && m_clock.now() - last->second.fetchedAt <= lastGoodRetention) {
             SourceResult kept{last->second.result.groups, {}};
-            for (const auto& occurrence : last->second.result.occurrences) {
-                if (overlaps(occurrence, interval)) {
-                    kept.occurrences.push_back(occurrence);
+            const auto& remembered = last->second.result;
+            for (std::size_t index = 0; index < remembered.occurrences.size(); ++index) {
+                if (overlaps(remembered.occurrences[index], interval)) {
+                    kept.occurrences.push_back(remembered.occurrences[index]);
+                    kept.crossSourceKeys.push_back(remembered.crossSourceKeys.at(index));
                 }
             }
             results.push_back(std::move(kept));
@@ -151,10 +156,10 @@ QCoro::Task<std::vector<MeetingOccurrence>> CompositeCalendarRepository::occurre
     std::vector<MeetingOccurrence> merged;
     std::set<std::pair<QString, double>> seen;
     for (const auto& result : results) {
-        for (const auto& occurrence : result.occurrences) {
-            const auto& series = occurrence.identity.seriesIdentifier;
-            if (series.startsWith(u"external:"_s) &&
-                !seen.emplace(series, occurrence.startDate.secondsSinceReferenceDate).second) {
+        for (std::size_t index = 0; index < result.occurrences.size(); ++index) {
+            const auto& occurrence = result.occurrences[index];
+            const QString& key = result.crossSourceKeys[index];
+            if (!key.isEmpty() && !seen.emplace(key, occurrence.startDate.secondsSinceReferenceDate).second) {
                 continue;
             }
             merged.push_back(occurrence);

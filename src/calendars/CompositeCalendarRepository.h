@@ -57,6 +57,8 @@ private:
     struct SourceResult {
         std::vector<CalendarGroup> groups;
         std::vector<MeetingOccurrence> occurrences;
+        /// Each occurrence's key for recognising it in another source (CalendarSource::crossSourceKey).
+        std::vector<QString> crossSourceKeys;
     };
     struct LastGood {
         SourceResult result;

@@ -23,6 +23,12 @@ bool CalendarSource::requiresReauthentication(const std::exception_ptr&) const
     return false;
 }
 
+QString CalendarSource::crossSourceKey(const MeetingOccurrence& occurrence) const
+{
+    const QString& series = occurrence.identity.seriesIdentifier;
+    return series.startsWith(u"external:"_s) ? series : QString();
+}
+
 LocalCalendarSource::LocalCalendarSource(CalendarRepository& repository, QObject* parent)
     : CalendarSource(parent)
     , m_repository(repository)
