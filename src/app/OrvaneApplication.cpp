@@ -24,19 +24,23 @@
 #include "scheduling/Clock.h"
 #include "scheduling/linux/TimerfdAlertTimerScheduler.h"
 #include "ui/AppModelOnboardingModel.h"
+#include "ui/AppModelSettingsModel.h"
+#include "ui/LaunchAtLoginController.h"
 #include "ui/StatusItemController.h"
 #include "ui/WindowCoordinating.h"
 #include "ui/WindowCoordinator.h"
+#include "ui/linux/BackgroundPortalLaunchAtLoginService.h"
+#include "ui/linux/XdgAutostartLaunchAtLoginService.h"
 
 #include <QApplication>
 #include <QDesktopServices>
-#include <QMessageBox>
 #include <QPointer>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QtDebug>
 
 #include <array>
+#include <memory>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -50,13 +54,16 @@ bool openInBrowser(const QUrl& url)
     return QDesktopServices::openUrl(url);
 }
 
-/// Until the settings window exists, opening settings says where things stand instead of doing nothing.
-void showInterimSettingsNotice(WindowCoordinating::SettingsSection)
+/// Inside a Flatpak sandbox only the Background portal can have Orvane started at login; elsewhere the XDG
+/// autostart entry does it.
+std::unique_ptr<LaunchAtLoginService> makeLaunchAtLoginService()
 {
-    QMessageBox::information(nullptr, u"Settings"_s,
-                             u"Orvane reads the calendars of your desktop's calendar (Evolution Data Server). "
-                             u"Add or select calendars in your calendar application; Orvane picks them up "
-                             u"within seconds."_s);
+    if (BackgroundPortalLaunchAtLoginService::isSandboxed()) {
+        return std::make_unique<BackgroundPortalLaunchAtLoginService>(QDBusConnection::sessionBus());
+    }
+    return std::make_unique<XdgAutostartLaunchAtLoginService>(
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation),
+        QCoreApplication::applicationFilePath());
 }
 
 /// Starts the desktop's calendar application: the first installed of GNOME Calendar, Evolution's calendar view and
@@ -83,9 +90,10 @@ struct OrvaneApplication::Parts {
     explicit Parts(const BundleInfo& bundle)
         : windows(WindowCoordinatorDependencies{
               .onboarding = onboardingModel,
+              .settings = settingsModel,
+              .launchAtLogin = launchAtLogin,
               .bundleValue = [bundle](const QString& key) { return bundle.value(key); },
               .openUrl = openInBrowser,
-              .openSettings = showInterimSettingsNotice,
           })
     {
         defaults.removeOrphanedLock();
@@ -132,6 +140,9 @@ struct OrvaneApplication::Parts {
     }};
 
     AppModelOnboardingModel onboardingModel{model, openCalendarApplication};
+    AppModelSettingsModel settingsModel{model};
+    std::unique_ptr<LaunchAtLoginService> launchAtLoginService = makeLaunchAtLoginService();
+    LaunchAtLoginController launchAtLogin{*launchAtLoginService};
     WindowCoordinator windows;
     std::unique_ptr<StatusItemController> statusItem;
     DBusApplicationService applicationService;

@@ -2,6 +2,7 @@
 #include "ui/AppModelOnboardingModel.h"
 
 #include "model/AppModel.h"
+#include "ui/CalendarSelection.h"
 
 #include <utility>
 
@@ -28,15 +29,7 @@ std::vector<CalendarGroup> AppModelOnboardingModel::calendarGroups() const
 
 std::optional<QSet<QString>> AppModelOnboardingModel::selectedCalendars() const
 {
-    const auto& stored = m_model.settings().selectedCalendars;
-    if (!stored) {
-        return std::nullopt;
-    }
-    QSet<QString> identifiers;
-    for (const auto& record : *stored) {
-        identifiers.insert(record.calendarIdentifier);
-    }
-    return identifiers;
+    return CalendarSelection::fromRecords(m_model.settings().selectedCalendars);
 }
 
 bool AppModelOnboardingModel::hasCompletedOnboarding() const

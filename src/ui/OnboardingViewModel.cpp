@@ -17,7 +17,7 @@ void OnboardingViewModel::restart()
 {
     m_step = Step::welcome;
     m_restoringAccess = m_model.hasCompletedOnboarding();
-    m_selection = m_model.selectedCalendars();
+    m_selection = CalendarSelection(m_model.selectedCalendars());
     m_notice.reset();
     Q_EMIT changed();
 }
@@ -57,38 +57,14 @@ bool OnboardingViewModel::offersResume() const
     return m_restoringAccess && m_model.authorizationState() == CalendarAuthorizationState::fullAccess;
 }
 
-bool OnboardingViewModel::isSelected(const QString& identifier) const
-{
-    return !m_selection || m_selection->contains(identifier);
-}
-
 QVariantList OnboardingViewModel::calendarGroupList() const
 {
-    QVariantList groups;
-    for (const auto& group : m_model.calendarGroups()) {
-        if (group.calendars.empty()) {
-            continue;
-        }
-        QVariantList calendars;
-        for (const auto& calendar : group.calendars) {
-            calendars.append(QVariantMap{{u"identifier"_s, calendar.identifier},
-                                         {u"title"_s, calendar.title},
-                                         {u"color"_s, calendar.colorHex.value_or(QString())},
-                                         {u"selected"_s, isSelected(calendar.identifier)}});
-        }
-        groups.append(QVariantMap{{u"title"_s, WindowTexts::calendarGroupTitle(group.sourceKind, group.sourceTitle)},
-                                  {u"calendars"_s, calendars}});
-    }
-    return groups;
+    return m_selection.groupList(m_model.calendarGroups());
 }
 
 qsizetype OnboardingViewModel::calendarCount() const
 {
-    qsizetype count = 0;
-    for (const auto& group : m_model.calendarGroups()) {
-        count += static_cast<qsizetype>(group.calendars.size());
-    }
-    return count;
+    return CalendarSelection::calendarCount(m_model.calendarGroups());
 }
 
 bool OnboardingViewModel::hasCalendars() const
@@ -98,15 +74,7 @@ bool OnboardingViewModel::hasCalendars() const
 
 QSet<QString> OnboardingViewModel::selection() const
 {
-    QSet<QString> selected;
-    for (const auto& group : m_model.calendarGroups()) {
-        for (const auto& calendar : group.calendars) {
-            if (isSelected(calendar.identifier)) {
-                selected.insert(calendar.identifier);
-            }
-        }
-    }
-    return selected;
+    return m_selection.listed(m_model.calendarGroups());
 }
 
 int OnboardingViewModel::selectedCount() const
@@ -116,7 +84,7 @@ int OnboardingViewModel::selectedCount() const
 
 QString OnboardingViewModel::selectionCounter() const
 {
-    return WindowTexts::selectionCounter(selectedCount(), calendarCount());
+    return m_selection.counter(m_model.calendarGroups());
 }
 
 QString OnboardingViewModel::completeTitle() const
@@ -181,25 +149,19 @@ void OnboardingViewModel::resume()
 
 void OnboardingViewModel::setCalendarSelected(const QString& identifier, bool selected)
 {
-    QSet<QString> current = selection();
-    if (selected) {
-        current.insert(identifier);
-    } else {
-        current.remove(identifier);
-    }
-    m_selection = std::move(current);
+    m_selection.set(m_model.calendarGroups(), identifier, selected);
     Q_EMIT changed();
 }
 
 void OnboardingViewModel::selectAll()
 {
-    m_selection.reset();
+    m_selection.selectAll();
     Q_EMIT changed();
 }
 
 void OnboardingViewModel::clearSelection()
 {
-    m_selection = QSet<QString>();
+    m_selection.clear();
     Q_EMIT changed();
 }
 

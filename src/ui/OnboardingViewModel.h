@@ -3,6 +3,7 @@
 
 #include "domain/CalendarAuthorizationState.h"
 #include "domain/CalendarGroup.h"
+#include "ui/CalendarSelection.h"
 #include "ui/WindowTexts.h"
 
 #include <QObject>
@@ -118,13 +119,12 @@ Q_SIGNALS:
 private:
     void goTo(Step step);
     void finish(const QSet<QString>& selection);
-    bool isSelected(const QString& identifier) const;
 
     OnboardingModel& m_model;
     Step m_step = Step::welcome;
     bool m_restoringAccess = false;
-    /// The choice in progress; absent: every listed calendar, including any that appear meanwhile.
-    std::optional<QSet<QString>> m_selection;
+    /// The choice in progress; with nothing chosen, every listed calendar, including any that appear meanwhile.
+    CalendarSelection m_selection;
     /// A failure of the view's own, such as no calendar application to open.
     std::optional<QString> m_notice;
 };

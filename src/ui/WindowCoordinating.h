@@ -6,9 +6,14 @@ namespace orvane {
 /// Opens Orvane's windows; each comes forward if it is open already.
 class WindowCoordinating {
 public:
+    /// The settings window's sections, in sidebar order.
     enum class SettingsSection {
         general,
         calendars,
+        accounts,
+        exclusions,
+        /// The review of unreadable stored records; listed only while there are any.
+        storedData,
     };
 
     virtual ~WindowCoordinating() = default;

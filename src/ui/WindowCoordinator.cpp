@@ -38,9 +38,16 @@ void WindowCoordinator::openOnboarding()
 
 void WindowCoordinator::openSettings(SettingsSection section)
 {
-    if (m_dependencies.openSettings) {
-        m_dependencies.openSettings(section);
+    if (m_settingsWindow == nullptr) {
+        m_settingsViewModel =
+            std::make_unique<SettingsViewModel>(m_dependencies.settings, m_dependencies.launchAtLogin);
+        m_settingsWindow.reset(createWindow(u"qrc:/orvane/ui/SettingsWindow.qml"_s, m_settingsViewModel.get()));
+        if (m_settingsWindow == nullptr) {
+            return;
+        }
     }
+    m_settingsViewModel->open(section);
+    bringToFront(*m_settingsWindow);
 }
 
 void WindowCoordinator::openAbout()

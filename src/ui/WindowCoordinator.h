@@ -3,11 +3,11 @@
 
 #include "ui/AboutViewModel.h"
 #include "ui/OnboardingViewModel.h"
+#include "ui/SettingsViewModel.h"
 #include "ui/WindowCoordinating.h"
 
 #include <QString>
 
-#include <functional>
 #include <memory>
 
 class QQmlEngine;
@@ -15,17 +15,17 @@ class QQuickWindow;
 
 namespace orvane {
 
-/// What the window coordinator works with; the onboarding model must outlive the coordinator.
+/// What the window coordinator works with; the models and the controller must outlive the coordinator.
 struct WindowCoordinatorDependencies {
     OnboardingModel& onboarding;
+    SettingsModel& settings;
+    LaunchAtLoginController& launchAtLogin;
     AboutViewModel::BundleValue bundleValue;
     AboutViewModel::OpenUrl openUrl;
-    /// Shows settings, which has no window of its own here yet.
-    std::function<void(WindowCoordinating::SettingsSection)> openSettings;
 };
 
-/// Owns the onboarding and about windows: each is made on first use, reused afterwards and brought to the front
-/// when asked for again. Main thread only.
+/// Owns the onboarding, settings and about windows: each is made on first use, reused afterwards and brought to the
+/// front when asked for again. Main thread only.
 class WindowCoordinator final : public WindowCoordinating {
 public:
     explicit WindowCoordinator(WindowCoordinatorDependencies dependencies);
@@ -37,8 +37,10 @@ public:
 
     /// The windows once made; null before the first use or when their scene failed to load.
     QQuickWindow* onboardingWindow() const { return m_onboardingWindow.get(); }
+    QQuickWindow* settingsWindow() const { return m_settingsWindow.get(); }
     QQuickWindow* aboutWindow() const { return m_aboutWindow.get(); }
     OnboardingViewModel* onboardingViewModel() const { return m_onboardingViewModel.get(); }
+    SettingsViewModel* settingsViewModel() const { return m_settingsViewModel.get(); }
     /// Why the last window could not be made; empty after a success.
     const QString& errorString() const { return m_errorString; }
 
@@ -51,8 +53,10 @@ private:
     // Destroyed in reverse: the windows before the view models they show, both before the engine.
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<OnboardingViewModel> m_onboardingViewModel;
+    std::unique_ptr<SettingsViewModel> m_settingsViewModel;
     std::unique_ptr<AboutViewModel> m_aboutViewModel;
     std::unique_ptr<QQuickWindow> m_onboardingWindow;
+    std::unique_ptr<QQuickWindow> m_settingsWindow;
     std::unique_ptr<QQuickWindow> m_aboutWindow;
 };
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "SettingsFixtures.h"
 #include "support/QtPrinters.h"
 #include "ui/AboutViewModel.h"
+#include "ui/LaunchAtLoginController.h"
 #include "ui/OnboardingViewModel.h"
 #include "ui/WindowCoordinator.h"
 #include "ui/WindowTexts.h"
@@ -335,19 +337,27 @@ QString textOf(QQuickWindow& window, const char* objectName)
     return item == nullptr ? u"<missing>"_s : item->property("text").toString();
 }
 
+/// The coordinator with every model it shows.
+struct Windows {
+    FakeOnboardingModel model;
+    settingsfixtures::FakeSettingsModel settings;
+    settingsfixtures::ScriptedLaunchService launchService;
+    orvane::LaunchAtLoginController launchAtLogin{launchService};
+    WindowCoordinator coordinator{{.onboarding = model,
+                                   .settings = settings,
+                                   .launchAtLogin = launchAtLogin,
+                                   .bundleValue = bundle({{u"CFBundleShortVersionString"_s, u"0.1.0"_s},
+                                                          {u"CFBundleVersion"_s, u"1"_s},
+                                                          {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s}}),
+                                   .openUrl = {}}};
+};
+
 TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
 {
-    FakeOnboardingModel model;
+    Windows all;
+    FakeOnboardingModel& model = all.model;
+    WindowCoordinator& windows = all.coordinator;
     model.groups = threeCalendars();
-    int settingsOpened = 0;
-    WindowCoordinator windows({.onboarding = model,
-                               .bundleValue = bundle({{u"CFBundleShortVersionString"_s, u"0.1.0"_s},
-                                                      {u"CFBundleVersion"_s, u"1"_s},
-                                                      {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s}}),
-                               .openUrl = {},
-                               .openSettings = [&](auto) {
-                                   ++settingsOpened;
-                               }});
     WarningCollector collector;
 
     windows.openOnboarding();
@@ -382,8 +392,51 @@ TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
     windows.openAbout();
     EXPECT_EQ(windows.aboutWindow(), &about);
 
-    windows.openSettings(orvane::WindowCoordinating::SettingsSection::calendars);
-    EXPECT_EQ(settingsOpened, 1);
+    EXPECT_EQ(WarningCollector::s_warnings, QStringList());
+}
+
+TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
+{
+    using Section = orvane::WindowCoordinating::SettingsSection;
+    Windows all;
+    WindowCoordinator& windows = all.coordinator;
+    WarningCollector collector;
+    // Empty first (no calendars, no exclusions), then filled, then with a record to review.
+    const std::function<void()> states[] = {
+        [] {},
+        [&] { settingsfixtures::fill(all.settings); },
+        [&] {
+            all.settings.error = QString::fromUtf16(orvane::persistencePausedMessage);
+            all.settings.unreadable = {
+                {orvane::PersistenceComponent::settings, {orvane::PersistenceReadFailure::InvalidPayload{}}}};
+        },
+    };
+    for (std::size_t state = 0; state < std::size(states); ++state) {
+        states[state]();
+        Q_EMIT all.settings.changed();
+        for (const auto section :
+             {Section::general, Section::calendars, Section::accounts, Section::exclusions, Section::storedData}) {
+            SCOPED_TRACE(testing::Message() << "state " << state << ", section " << static_cast<int>(section));
+            all.settings.unreadable.empty() ? windows.openSettings(section)
+                                            : windows.settingsViewModel()->setSectionIndex(static_cast<int>(section));
+            ASSERT_NE(windows.settingsWindow(), nullptr) << windows.errorString().toStdString();
+            QQuickWindow& window = *windows.settingsWindow();
+            EXPECT_EQ(window.title(), u"Orvane Settings"_s);
+            const bool reviewing = !all.settings.unreadable.empty();
+            const auto* pages = window.findChild<QQuickItem*>(u"pages"_s);
+            ASSERT_NE(pages, nullptr);
+            EXPECT_EQ(pages->property("currentIndex").toInt(),
+                      static_cast<int>(section == Section::storedData && !reviewing ? Section::general : section));
+            QCoreApplication::processEvents();
+        }
+    }
+    auto& window = *windows.settingsWindow();
+    EXPECT_EQ(textOf(window, "errorText"), QString::fromUtf16(orvane::persistencePausedMessage));
+    EXPECT_EQ(textOf(window, "storedDataHeading"), u"Alerts paused to protect your choices"_s);
+    EXPECT_EQ(textOf(window, "accountsPlaceholder"), u"Direct Google Calendar and Outlook connections appear here."_s);
+    EXPECT_EQ(textOf(window, "selectionCounter"), u"3 of 4 selected"_s);
+    windows.openSettings(Section::general);
+    EXPECT_EQ(windows.settingsWindow(), &window) << "reused";
     EXPECT_EQ(WarningCollector::s_warnings, QStringList());
 }
 

@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+// The settings window's model as a value the tests set, a login-item service they script, and the sample data
+// both the offscreen tests and the screenshots show.
+
+#include "ui/LaunchAtLoginService.h"
+#include "ui/SettingsViewModel.h"
+
+#include <QDateTime>
+
+namespace settingsfixtures {
+
+using namespace orvane;
+using namespace Qt::StringLiterals;
+
+/// The application model as settings sees it; every command is recorded, and the stored values change as the
+/// application model would change them.
+class FakeSettingsModel final : public SettingsModel {
+public:
+    NotifierSettings stored;
+    std::vector<CalendarGroup> groups;
+    std::vector<CalendarSourceHealthIssue> healthIssues;
+    std::vector<CalendarReconciliationIssue> reconciliationIssues;
+    std::vector<ExclusionRecord> excluded;
+    std::vector<PersistenceIssue> unreadable;
+    std::optional<QString> error;
+    std::vector<double> leadTimes;
+    std::vector<PersistenceComponent> resets;
+    int refreshes = 0;
+    int rematches = 0;
+    int testAlerts = 0;
+
+    NotifierSettings settings() const override { return stored; }
+    std::vector<CalendarGroup> calendarGroups() const override { return groups; }
+    std::vector<CalendarSourceHealthIssue> calendarSourceHealthIssues() const override { return healthIssues; }
+    std::vector<CalendarReconciliationIssue> calendarReconciliationIssues() const override
+    {
+        return reconciliationIssues;
+    }
+    std::vector<ExclusionRecord> exclusions() const override { return excluded; }
+    std::vector<PersistenceIssue> persistenceIssues() const override { return unreadable; }
+    std::optional<QString> lastError() const override { return error; }
+
+    void setAlertLeadTime(double seconds) override
+    {
+        leadTimes.push_back(seconds);
+        if (seconds >= 0 && seconds <= NotifierSettings::maximumAlertLeadTime) {
+            stored.alertLeadTime = seconds;
+        }
+        Q_EMIT changed();
+    }
+    void setEligibilityMode(EligibilityMode mode) override
+    {
+        change([&] { stored.eligibilityMode = mode; });
+    }
+    void setShowsOnAllDisplays(bool shows) override
+    {
+        change([&] { stored.showsOnAllDisplays = shows; });
+    }
+    void setLaunchAtLogin(bool launches) override
+    {
+        change([&] { stored.launchAtLogin = launches; });
+    }
+    void setSelectedCalendars(const std::optional<QSet<QString>>& identifiers) override
+    {
+        change([&] {
+            stored.selectedCalendars.reset();
+            if (identifiers) {
+                QStringList sorted(identifiers->begin(), identifiers->end());
+                sorted.sort();
+                stored.selectedCalendars.emplace();
+                for (const auto& identifier : sorted) {
+                    stored.selectedCalendars->push_back({identifier, std::nullopt});
+                }
+            }
+        });
+    }
+    void removeExclusions(const QSet<QUuid>& ids) override
+    {
+        change(
+            [&] { std::erase_if(excluded, [&](const ExclusionRecord& record) { return ids.contains(record.id); }); });
+    }
+    void removeAllExclusions() override
+    {
+        change([&] { excluded.clear(); });
+    }
+    void recoverUnreadableRecord(PersistenceComponent component) override
+    {
+        resets.push_back(component);
+        change([&] {
+            std::erase_if(unreadable, [&](const PersistenceIssue& issue) { return issue.component == component; });
+        });
+    }
+    void recoverCalendarIdentities() override { ++rematches; }
+    void refresh() override { ++refreshes; }
+    bool showTestAlert() override { return ++testAlerts == 1; }
+
+    template <class Change>
+    void change(Change apply)
+    {
+        apply();
+        Q_EMIT changed();
+    }
+};
+
+/// A login-item service whose status the test sets; requests succeed or throw at once.
+class ScriptedLaunchService final : public LaunchAtLoginService {
+public:
+    Status current = Status::notRegistered;
+    bool fails = false;
+
+    Status status() const override { return current; }
+    QCoro::Task<> registerMainApp() override { return answer(Status::enabled); }
+    QCoro::Task<> unregisterMainApp() override { return answer(Status::notRegistered); }
+
+private:
+    QCoro::Task<> answer(Status next)
+    {
+        if (fails) {
+            throw LaunchAtLoginError(
+                LaunchAtLoginError::WriteFailed{u"/home/me/.config/autostart/x.desktop"_s, u"Permission denied"_s});
+        }
+        current = next;
+        co_return;
+    }
+};
+
+inline Date at(const char* isoUtc)
+{
+    return Date::fromDateTime(QDateTime::fromString(QString::fromLatin1(isoUtc), Qt::ISODate));
+}
+
+inline CalendarGroup group(const QString& source, CalendarSourceKind kind, const QStringList& titles)
+{
+    CalendarGroup result{source, source, kind, {}};
+    for (const auto& title : titles) {
+        result.calendars.push_back(CalendarDescriptor{.identifier = title.toLower(),
+                                                      .title = title,
+                                                      .sourceIdentifier = source,
+                                                      .sourceTitle = source,
+                                                      .sourceKind = kind});
+    }
+    return result;
+}
+
+inline ExclusionRecord exclusion(const char* title, const char* calendar, ExclusionScope scope, Date start,
+                                 Date createdAt)
+{
+    ExclusionRecord record;
+    record.id = QUuid::createUuid();
+    record.identity.seriesIdentifier = u"external:"_s + QString::fromLatin1(title);
+    record.identity.occurrenceStart = start;
+    record.identity.scheduledStart = start;
+    record.scope = scope;
+    record.createdAt = createdAt;
+    record.eventTitle = QString::fromLatin1(title);
+    record.calendarTitle = QString::fromLatin1(calendar);
+    return record;
+}
+
+/// Two sources (this computer and a Google account), one of them failing, three exclusions, a lead time of five
+/// minutes in meeting-like mode.
+inline void fill(FakeSettingsModel& model)
+{
+    model.stored.alertLeadTime = 300;
+    model.stored.eligibilityMode = EligibilityMode::meetingLike;
+    model.groups = {group(u"Personal"_s, CalendarSourceKind::local, {u"Home"_s, u"Birthdays"_s}),
+                    group(u"alex@example.com"_s, CalendarSourceKind::google, {u"Work"_s, u"Team events"_s})};
+    model.setSelectedCalendars(QSet<QString>{u"home"_s, u"work"_s, u"team events"_s});
+    model.healthIssues = {{CalendarSourceHealthIssue::Remote{RemoteCalendarProviderKind::microsoft, u"acc"_s},
+                           u"alex@contoso.com (Outlook)"_s,
+                           u"The provider no longer accepts this account's sign-in. Reconnect the account."_s, true}};
+    model.excluded = {
+        exclusion("Weekly planning", "Work", ExclusionScope::series, at("2026-11-02T09:00:00Z"),
+                  at("2026-11-03T08:12:00Z")),
+        exclusion("Dentist", "Home", ExclusionScope::occurrence, at("2026-11-27T15:30:00Z"),
+                  at("2026-11-20T10:00:00Z")),
+        exclusion("All hands", "Team events", ExclusionScope::occurrence, at("2026-11-24T17:00:00Z"),
+                  at("2026-11-21T11:00:00Z")),
+    };
+}
+
+} // namespace settingsfixtures
