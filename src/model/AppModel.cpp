@@ -5,6 +5,11 @@
 #include "calendars/CalendarIdentityReconciler.h"
 #include "calendars/CalendarRepository.h"
 #include "calendars/CalendarRepositoryError.h"
+#include "calendars/CloudAccountCoordinator.h"
+#include "calendars/RemoteAccountError.h"
+#include "cloud/RemoteCalendarAccountStoreError.h"
+#include "oauth/OAuthError.h"
+#include "oauth/RemoteOAuthClientIDStore.h"
 #include "calendars/CompositeCalendarRepository.h"
 #include "domain/Overloaded.h"
 #include "model/SystemEventSource.h"
@@ -132,7 +137,159 @@ const std::vector<ExclusionRecord>& AppModel::exclusions() const
 
 bool AppModel::hasUsableCalendarSource() const
 {
-    return m_authorizationState == CalendarAuthorizationState::fullAccess;
+    return m_authorizationState == CalendarAuthorizationState::fullAccess || !usableRemoteAccountIDs().isEmpty();
+}
+
+const std::vector<RemoteCalendarAccountMetadata>& AppModel::remoteAccounts() const
+{
+    static const std::vector<RemoteCalendarAccountMetadata> none;
+    return m_dependencies.remoteAccountCoordinator ? m_dependencies.remoteAccountCoordinator->accounts() : none;
+}
+
+QSet<QUuid> AppModel::usableRemoteAccountIDs() const
+{
+    return m_dependencies.remoteAccountCoordinator ? m_dependencies.remoteAccountCoordinator->usableAccountIDs()
+                                                   : QSet<QUuid>();
+}
+
+std::optional<RemoteCalendarProviderKind> AppModel::isConnectingRemoteProvider() const
+{
+    return m_dependencies.remoteAccountCoordinator ? m_dependencies.remoteAccountCoordinator->connectingProvider()
+                                                   : std::nullopt;
+}
+
+bool AppModel::isMutatingRemoteAccounts() const
+{
+    return m_dependencies.remoteAccountCoordinator && m_dependencies.remoteAccountCoordinator->isMutating();
+}
+
+bool AppModel::hasRemoteAccountNeedingReconnection() const
+{
+    const QSet<QUuid> usable = usableRemoteAccountIDs();
+    const auto& accounts = remoteAccounts();
+    return std::any_of(accounts.begin(), accounts.end(),
+                       [&](const RemoteCalendarAccountMetadata& account) { return !usable.contains(account.id); });
+}
+
+std::optional<QString> AppModel::oauthClientID(RemoteCalendarProviderKind provider) const
+{
+    return m_dependencies.oauthClientIDs ? m_dependencies.oauthClientIDs->clientID(provider) : std::nullopt;
+}
+
+bool AppModel::hasPreconfiguredOAuthClientID(RemoteCalendarProviderKind provider) const
+{
+    return m_dependencies.oauthClientIDs && m_dependencies.oauthClientIDs->preconfiguredClientID(provider);
+}
+
+void AppModel::setOAuthClientID(RemoteCalendarProviderKind provider, const QString& clientID)
+{
+    if (!m_dependencies.oauthClientIDs) {
+        return;
+    }
+    try {
+        m_dependencies.oauthClientIDs->setClientID(clientID, provider);
+    } catch (const PersistenceStoreError& error) {
+        commandFailed(error.description());
+        return;
+    }
+    commandSucceeded();
+    Q_EMIT changed();
+}
+
+void AppModel::loadRemoteAccounts()
+{
+    if (!m_dependencies.remoteAccountCoordinator) {
+        return;
+    }
+    try {
+        m_dependencies.remoteAccountCoordinator->load();
+    } catch (const RemoteCalendarAccountStoreError& error) {
+        // The stored list stays as it is; connecting is refused until it can be read.
+        commandFailed(error.userMessage());
+    } catch (const std::exception& error) {
+        commandFailed(u"Unable to read connected calendar accounts: "_s + QString::fromUtf8(error.what()));
+    }
+}
+
+QCoro::Task<> AppModel::afterAccountChange()
+{
+    const QPointer<AppModel> self(this);
+    auto loading = loadCalendars();
+    co_await std::move(loading);
+    if (self) {
+        refresh();
+        Q_EMIT changed();
+    }
+}
+
+QCoro::Task<> AppModel::connectRemoteAccount(RemoteCalendarProviderKind provider, std::optional<QUuid> reconnecting)
+{
+    if (!m_dependencies.remoteAccountCoordinator) {
+        co_return;
+    }
+    const QPointer<AppModel> self(this);
+    std::optional<QString> failure;
+    try {
+        auto connecting = m_dependencies.remoteAccountCoordinator->connectAccount(provider, reconnecting);
+        co_await std::move(connecting);
+    } catch (const OAuthError& error) {
+        // Closing the sign-in is the user's choice, not a failure to report.
+        if (!std::holds_alternative<OAuthError::Cancelled>(error.value())) {
+            failure = error.description();
+        }
+    } catch (const RemoteAccountError& error) {
+        failure = error.description();
+    } catch (const RemoteCalendarAccountStoreError& error) {
+        failure = error.userMessage();
+    } catch (const std::exception& error) {
+        failure = QString::fromUtf8(error.what());
+    }
+    if (!self) {
+        co_return;
+    }
+    if (failure) {
+        commandFailed(*failure);
+        Q_EMIT changed();
+        co_return;
+    }
+    commandSucceeded();
+    auto reloading = afterAccountChange();
+    co_await std::move(reloading);
+}
+
+void AppModel::cancelRemoteConnection()
+{
+    if (m_dependencies.remoteAccountCoordinator) {
+        m_dependencies.remoteAccountCoordinator->cancelConnection();
+    }
+}
+
+QCoro::Task<> AppModel::disconnectRemoteAccount(QUuid accountID)
+{
+    if (!m_dependencies.remoteAccountCoordinator) {
+        co_return;
+    }
+    const QPointer<AppModel> self(this);
+    std::optional<QString> failure;
+    std::optional<QString> warning;
+    try {
+        auto disconnecting = m_dependencies.remoteAccountCoordinator->disconnectAccount(accountID);
+        warning = co_await std::move(disconnecting);
+    } catch (const std::exception& error) {
+        failure = QString::fromUtf8(error.what());
+    }
+    if (!self) {
+        co_return;
+    }
+    if (failure || warning) {
+        commandFailed(failure ? *failure : *warning);
+    } else {
+        commandSucceeded();
+    }
+    if (!failure) {
+        auto reloading = afterAccountChange();
+        co_await std::move(reloading);
+    }
 }
 
 bool AppModel::hasCompletedOnboarding() const
@@ -377,6 +534,12 @@ QCoro::Task<> AppModel::start()
     if (assign(m_authorizationState, m_dependencies.localCalendars.authorizationState())) {
         Q_EMIT changed();
     }
+
+    if (m_dependencies.remoteAccountCoordinator) {
+        connect(m_dependencies.remoteAccountCoordinator, &CloudAccountCoordinator::changed, this, &AppModel::changed);
+    }
+    // Before the first fetch, so that connected accounts are part of it.
+    loadRemoteAccounts();
 
     const QPointer<AppModel> self(this);
     auto starting = m_dependencies.scheduler.start();

@@ -4,6 +4,7 @@
 #include "alert/FullScreenAlertAction.h"
 #include "calendars/CalendarReconciliationIssue.h"
 #include "calendars/CalendarSourceHealthIssue.h"
+#include "cloud/RemoteCalendarAccountMetadata.h"
 #include "domain/AlertBatch.h"
 #include "domain/CalendarAuthorizationState.h"
 #include "domain/CalendarGroup.h"
@@ -32,6 +33,8 @@ namespace orvane {
 
 class AlertScheduler;
 class CalendarIdentityReconciler;
+class CloudAccountCoordinator;
+class RemoteOAuthClientIDStore;
 class CalendarRepository;
 class Clock;
 class CompositeCalendarRepository;
@@ -83,6 +86,9 @@ struct AppModelDependencies {
     CalendarIdentityReconciler* reconciler = nullptr;
     /// Opens a URL in the user's browser; false when it could not.
     std::function<bool(const QUrl&)> openUrl;
+    /// Optional: the directly connected Google and Microsoft accounts, and the OAuth clients they sign in with.
+    CloudAccountCoordinator* remoteAccountCoordinator = nullptr;
+    RemoteOAuthClientIDStore* oauthClientIDs = nullptr;
 };
 
 /// The one observable object behind the menu and every window: it publishes what they show, turns scheduler events
@@ -121,8 +127,21 @@ public:
     const std::vector<PersistenceIssue>& persistenceIssues() const { return m_persistenceIssues; }
     /// At least one source (the desktop calendars with access, or a usable connected account) can deliver events.
     bool hasUsableCalendarSource() const;
+    /// The connected cloud accounts in listing order.
+    const std::vector<RemoteCalendarAccountMetadata>& remoteAccounts() const;
+    /// The accounts whose sign-in currently works.
+    QSet<QUuid> usableRemoteAccountIDs() const;
+    /// The provider whose browser sign-in is in progress.
+    std::optional<RemoteCalendarProviderKind> isConnectingRemoteProvider() const;
+    /// An account is being added or removed.
+    bool isMutatingRemoteAccounts() const;
     /// Whether a connected account needs the user to sign in again.
-    bool hasRemoteAccountNeedingReconnection() const { return false; }
+    bool hasRemoteAccountNeedingReconnection() const;
+    /// Whether accounts can be connected at all in this build and session.
+    bool supportsRemoteAccounts() const { return m_dependencies.remoteAccountCoordinator != nullptr; }
+    /// The OAuth client ID a provider signs in with, and whether the build fixed it (then it cannot be changed).
+    std::optional<QString> oauthClientID(RemoteCalendarProviderKind provider) const;
+    bool hasPreconfiguredOAuthClientID(RemoteCalendarProviderKind provider) const;
     bool hasCompletedOnboarding() const;
     bool isShowingTestAlert() const { return m_isShowingTestAlert; }
     /// The stored alert preferences, as settings shows them.
@@ -165,6 +184,16 @@ public:
     void recoverCalendarIdentities();
     /// Asks for access to the desktop calendars, then reloads the calendar list and refreshes.
     QCoro::Task<> requestCalendarAccess();
+    /// Signs in to a provider in the browser and connects the account (or renews the sign-in of `reconnecting`),
+    /// then reloads the calendar list and refreshes. A cancelled sign-in is no failure.
+    QCoro::Task<> connectRemoteAccount(RemoteCalendarProviderKind provider,
+                                       std::optional<QUuid> reconnecting = std::nullopt);
+    /// Stops a sign-in that waits for the browser.
+    void cancelRemoteConnection();
+    /// Disconnects an account and forgets what was stored about it, then reloads the calendar list and refreshes.
+    QCoro::Task<> disconnectRemoteAccount(QUuid accountID);
+    /// Stores the user's own OAuth client ID for a provider (blank: forget it).
+    void setOAuthClientID(RemoteCalendarProviderKind provider, const QString& clientID);
 
     /// The sample meeting of the test alert, starting two minutes after `now`.
     static MeetingOccurrence testAlertMeeting(Date now);
@@ -185,6 +214,8 @@ private:
     void changeSettings(const std::function<void(NotifierSettings&)>& change, bool affectsSchedule);
     void updateFromScheduler(const AlertSchedulerSnapshot& snapshot);
     QCoro::Task<> loadCalendars();
+    void loadRemoteAccounts();
+    QCoro::Task<> afterAccountChange();
 
     AppModelDependencies m_dependencies;
     CalendarAuthorizationState m_authorizationState = CalendarAuthorizationState::notDetermined;

@@ -1,0 +1,260 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A Google account from connection to disconnection, as a user goes through it: the sign-in in the user's browser
+// (headless Chromium) against a local authorization server, the refresh token in a real keyring, the calendars and
+// events read from a local server shaped like the Google Calendar API, the alert for the account's meeting, and a
+// disconnection that leaves neither token nor metadata behind. Only the clock, timers and alert window are stand-ins.
+#include "alert/AlertPresentationSessionMonitoring.h"
+#include "alert/FullScreenAlertController.h"
+#include "alert/SecureEventInputActivationGate.h"
+#include "calendars/CalendarRepository.h"
+#include "calendars/CloudAccountCoordinator.h"
+#include "calendars/CompositeCalendarRepository.h"
+#include "calendars/RemoteAccountCredentials.h"
+#include "cloud/GoogleCalendarClient.h"
+#include "cloud/MicrosoftGraphCalendarClient.h"
+#include "cloud/NetworkRemoteHTTPTransport.h"
+#include "cloud/UserDefaultsRemoteCalendarAccountStore.h"
+#include "fakes/FakeAlertWindowSystem.h"
+#include "fakes/FakeClock.h"
+#include "fakes/FakeTimerScheduler.h"
+#include "model/AppModel.h"
+#include "model/SystemEventSource.h"
+#include "oauth/KeyringOAuthRefreshTokenStore.h"
+#include "oauth/OAuthTokenClient.h"
+#include "oauth/OAuthWebAuthorizer.h"
+#include "oauth/RemoteOAuthClientIDStore.h"
+#include "persistence/DeliveryStore.h"
+#include "persistence/ExclusionStore.h"
+#include "persistence/SettingsStore.h"
+#include "scheduling/AlertScheduler.h"
+#include "support/LocalOAuthProvider.h"
+#include "support/QtPrinters.h"
+#include "support/RunTask.h"
+#include "support/SecretServiceTestSession.h"
+#include "support/TemporaryDefaults.h"
+#include "ui/ConnectedAccountsViewModel.h"
+
+#include <QDir>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+
+#include <gtest/gtest.h>
+
+using namespace orvane;
+using namespace orvane::testing;
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr double t0 = 700'000'000;
+
+QString rfc3339(double date)
+{
+    return Date{date}.toDateTime().toString(Qt::ISODate);
+}
+
+/// The Google services Orvane reads, answering as Google documents: OpenID Connect userinfo, the calendar list and
+/// events.list, each checking the bearer token the sign-in issued.
+class LocalGoogleCalendar {
+public:
+    explicit LocalGoogleCalendar(double meetingStart)
+    {
+        const auto authorized = [this](const LocalHttpRequest& request, QJsonObject body) {
+            const auto bearer = request.header("Authorization").value_or(QByteArray());
+            if (!bearer.startsWith("Bearer access-")) {
+                return LocalHttpResponse::json(
+                    401, R"({"error":{"code":401,"message":"Invalid Credentials","status":"UNAUTHENTICATED"}})");
+            }
+            return LocalHttpResponse::json(200, QJsonDocument(body).toJson(QJsonDocument::Compact));
+        };
+        server.route("GET", "/v1/userinfo", [=](const LocalHttpRequest& request) {
+            return authorized(request, {{u"sub"_s, u"109876543210"_s},
+                                        {u"email"_s, u"ada@example.com"_s},
+                                        {u"email_verified"_s, true},
+                                        {u"name"_s, u"Ada Lovelace"_s}});
+        });
+        server.route("GET", "/calendar/v3/users/me/calendarList", [=](const LocalHttpRequest& request) {
+            return authorized(
+                request, {{u"kind"_s, u"calendar#calendarList"_s},
+                          {u"items"_s, QJsonArray{QJsonObject{{u"id"_s, u"ada@example.com"_s},
+                                                              {u"summary"_s, u"ada@example.com"_s},
+                                                              {u"primary"_s, true},
+                                                              {u"accessRole"_s, u"owner"_s},
+                                                              {u"backgroundColor"_s, u"#9fe1e7"_s}},
+                                                  QJsonObject{{u"id"_s, u"team@group.calendar.google.com"_s},
+                                                              {u"summary"_s, u"Team"_s},
+                                                              {u"accessRole"_s, u"reader"_s}}}}});
+        });
+        const QJsonObject review{
+            {u"kind"_s, u"calendar#event"_s},
+            {u"id"_s, u"review1"_s},
+            {u"status"_s, u"confirmed"_s},
+            {u"summary"_s, u"Design review"_s},
+            {u"start"_s, QJsonObject{{u"dateTime"_s, rfc3339(meetingStart)}}},
+            {u"end"_s, QJsonObject{{u"dateTime"_s, rfc3339(meetingStart + 1800)}}},
+            {u"iCalUID"_s, u"review1@google.com"_s},
+            {u"hangoutLink"_s, u"https://meet.google.com/abc-defg-hij"_s},
+            {u"attendees"_s, QJsonArray{QJsonObject{{u"email"_s, u"ada@example.com"_s},
+                                                    {u"self"_s, true},
+                                                    {u"responseStatus"_s, u"accepted"_s}},
+                                        QJsonObject{{u"email"_s, u"grace@example.com"_s},
+                                                    {u"responseStatus"_s, u"needsAction"_s}}}},
+        };
+        server.route("GET", "/calendar/v3/calendars/ada%40example.com/events", [=](const LocalHttpRequest& request) {
+            return authorized(request, {{u"kind"_s, u"calendar#events"_s}, {u"items"_s, QJsonArray{review}}});
+        });
+        server.route("GET", "/calendar/v3/calendars/team%40group.calendar.google.com/events",
+                     [=](const LocalHttpRequest& request) {
+                         return authorized(request, {{u"kind"_s, u"calendar#events"_s}, {u"items"_s, QJsonArray{}}});
+                     });
+    }
+
+    LocalHttpServer server;
+};
+
+class ConnectedAccountEndToEnd : public ::testing::Test {
+protected:
+    static void SetUpTestSuite()
+    {
+        keyringSession = new SecretServiceTestSession;
+        keyringSession->start();
+    }
+    static void TearDownTestSuite()
+    {
+        delete keyringSession;
+        keyringSession = nullptr;
+    }
+    static inline SecretServiceTestSession* keyringSession = nullptr;
+};
+
+TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
+{
+    ASSERT_FALSE(QStandardPaths::findExecutable(u"chromium"_s).isEmpty()) << "Debian's chromium package is needed";
+    TemporaryDefaults defaults;
+    FakeClock clock{Date{t0}};
+    FakeTimerScheduler timers{clock};
+    LocalOAuthProvider provider(u"desktop-secret"_s);
+    LocalGoogleCalendar google(t0 + 600);
+    HeadlessBrowser browser;
+
+    SettingsStore settings(defaults.database());
+    ExclusionStore exclusions(defaults.database());
+    DeliveryStore delivery(defaults.database());
+    CompositeCalendarRepository repository(settings, clock);
+    AlertScheduler scheduler(repository, settings, exclusions, delivery, timers, clock);
+    SecureEventInputActivationGate gate(clock, timers, [] { return false; });
+    AlertPresentationAvailability presentation;
+    FakeAlertWindowSystem windows;
+    FullScreenAlertController alerts(presentation, windows, clock, timers, gate);
+    SystemEventSource systemEvents;
+
+    NetworkRemoteHTTPTransport transport;
+    OAuthTokenClient tokens(transport, [&] { return clock.now(); }, provider.url(u"/revoke"_s));
+    KeyringOAuthRefreshTokenStore keyring;
+    OAuthWebAuthorizer authorizer([&](const QUrl& url) { return browser.open(url); });
+    UserDefaultsRemoteCalendarAccountStore accountStore(defaults.database());
+    RemoteOAuthClientIDStore clientIDs(defaults.database(),
+                                       {{RemoteOAuthClientIDStore::googleClientIDKey, u"client-g"_s},
+                                        {RemoteOAuthClientIDStore::googleClientSecretKey, u"desktop-secret"_s}});
+    GoogleCalendarClient googleClient(transport, {google.server.url(u"/"_s), google.server.url(u"/"_s)});
+    MicrosoftGraphCalendarClient microsoftClient(transport);
+    CloudAccountCoordinator coordinator({accountStore, clientIDs, authorizer, tokens, keyring, repository, settings,
+                                         exclusions, delivery, clock, googleClient, microsoftClient,
+                                         [&](RemoteCalendarProviderKind, const QString& clientID,
+                                             const std::optional<QString>& secret) {
+                                             auto configuration = OAuthProviderConfiguration::google(clientID, secret);
+                                             configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
+                                             configuration.tokenEndpoint = provider.url(u"/token"_s);
+                                             return configuration;
+                                         }});
+
+    class NoDesktopCalendars final : public CalendarRepository {
+    public:
+        CalendarAuthorizationState authorizationState() const override { return CalendarAuthorizationState::denied; }
+        QCoro::Task<CalendarAuthorizationState> requestFullAccess() override
+        {
+            co_return CalendarAuthorizationState::denied;
+        }
+        QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override { co_return {}; }
+        QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval, QSet<QString>) override
+        {
+            co_return {};
+        }
+    } desktop;
+    AppModel model({.defaults = defaults.database(),
+                    .localCalendars = desktop,
+                    .repository = repository,
+                    .settingsStore = settings,
+                    .exclusionStore = exclusions,
+                    .deliveryStore = delivery,
+                    .scheduler = scheduler,
+                    .alertController = alerts,
+                    .clock = clock,
+                    .systemEvents = systemEvents,
+                    .openUrl = [](const QUrl&) { return true; },
+                    .remoteAccountCoordinator = &coordinator,
+                    .oauthClientIDs = &clientIDs});
+    AppModelConnectedAccountsModel accountsModel(model);
+    ConnectedAccountsViewModel accountsView(accountsModel);
+    const auto settle = [&] { ASSERT_TRUE(QTest::qWaitFor([&] { return !scheduler.isRefreshing(); }, 10'000)); };
+
+    runTask(model.start());
+    model.setAlertLeadTime(60);
+    EXPECT_FALSE(model.hasUsableCalendarSource());
+
+    // Connect: the settings control starts the sign-in; the browser completes it.
+    accountsView.connectProvider(u"google"_s);
+    EXPECT_EQ(accountsView.progressText(), u"Waiting for the Google Calendar sign-in in your browser…"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !model.calendarGroups().empty() && !accountsView.isBusy(); }, 30'000))
+        << model.lastError().value_or(u"(no error)"_s).toStdString();
+    settle();
+    EXPECT_FALSE(model.lastError()) << model.lastError()->toStdString();
+    EXPECT_TRUE(provider.tokenErrors.empty());
+    EXPECT_TRUE(model.hasUsableCalendarSource());
+
+    // Settings shows the account and its calendars.
+    const auto shownAccounts = accountsView.accountList();
+    ASSERT_EQ(shownAccounts.size(), 1);
+    const QVariantMap shown = shownAccounts.front().toMap();
+    EXPECT_EQ(shown[u"name"_s], u"Ada Lovelace"_s);
+    EXPECT_EQ(shown[u"address"_s], u"ada@example.com"_s);
+    EXPECT_FALSE(shown[u"needsReconnection"_s].toBool());
+    ASSERT_EQ(model.calendarGroups().size(), 1u);
+    const auto& group = model.calendarGroups().front();
+    EXPECT_EQ(group.sourceTitle, u"ada@example.com"_s);
+    ASSERT_EQ(group.calendars.size(), 2u);
+    EXPECT_EQ(group.calendars[0].title, u"ada@example.com"_s);
+    EXPECT_EQ(group.calendars[1].title, u"Team"_s);
+    const auto account = model.remoteAccounts().front();
+    EXPECT_EQ(runTask(keyring.readRefreshToken(RemoteAccountCredentials::keyringAccount(account))),
+              u"refresh-code-1"_s);
+
+    // The account's meeting alerts at its lead time, with its Meet link.
+    ASSERT_EQ(model.upcoming().size(), 1u);
+    EXPECT_EQ(model.upcoming().front().title, u"Design review"_s);
+    timers.advanceTo(Date{t0 + 540});
+    settle();
+    const auto panel = windows.alertPanel();
+    ASSERT_TRUE(panel);
+    ASSERT_EQ(panel->content.meetings.size(), 1u);
+    EXPECT_EQ(panel->content.meetings.front().meetingURL, QUrl(u"https://meet.google.com/abc-defg-hij"_s));
+    windows.pressEscape();
+    settle();
+
+    // Disconnect: the Google grant is revoked, and nothing of the account is left.
+    accountsView.disconnect(shown[u"id"_s].toString());
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.calendarGroups().empty() && !accountsView.isBusy(); }, 10'000));
+    settle();
+    EXPECT_FALSE(model.lastError()) << model.lastError()->toStdString();
+    EXPECT_TRUE(provider.revoked().contains(u"refresh-code-1"_s));
+    EXPECT_EQ(runTask(keyring.readRefreshToken(RemoteAccountCredentials::keyringAccount(account))), std::nullopt);
+    EXPECT_TRUE(accountStore.loadAccounts().empty());
+    EXPECT_FALSE(defaults.fileBytes().contains(account.id.toString(QUuid::WithoutBraces).toUpper().toUtf8()));
+    EXPECT_TRUE(model.calendarGroups().empty());
+    EXPECT_TRUE(model.upcoming().empty());
+    EXPECT_TRUE(delivery.records().empty());
+}
+
+} // namespace
