@@ -7,8 +7,10 @@
 #include <QString>
 #include <QTcpServer>
 #include <QTcpSocket>
+#include <QTimer>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -24,6 +26,10 @@ struct LocalHttpRequest {
     /// Header fields in the order received, names as sent.
     std::vector<std::pair<QByteArray, QByteArray>> headers;
     QByteArray body;
+    /// When the request had fully arrived, and when its answer was handed to the socket (absent while it is withheld
+    /// or still delayed): what a benchmark needs to see how requests overlapped at the server.
+    std::chrono::steady_clock::time_point receivedAt;
+    std::optional<std::chrono::steady_clock::time_point> answeredAt;
 
     /// The target without its query.
     QByteArray path() const { return target.left(target.indexOf('?') < 0 ? target.size() : target.indexOf('?')); }
@@ -104,6 +110,10 @@ public:
         route(method, path, [response](const LocalHttpRequest&) { return response; });
     }
 
+    /// Holds every answer back for `latency` after its request arrived, like a distant service. The wait is a timer,
+    /// not a pause, so requests on other connections are received and answered meanwhile.
+    void setLatency(std::chrono::milliseconds latency) { m_latency = latency; }
+
     /// Every complete request received so far, oldest first.
     const std::vector<LocalHttpRequest>& requests() const { return m_requests; }
     /// The received requests whose path is `path`.
@@ -170,14 +180,29 @@ private:
             return;
         }
         request.body = buffer.mid(headerEnd + 4, length);
+        request.receivedAt = std::chrono::steady_clock::now();
+        const std::size_t index = m_requests.size();
         m_requests.push_back(request);
 
         const auto route = m_routes.find({request.method, request.path()});
         const LocalHttpResponse response =
             route == m_routes.end() ? LocalHttpResponse{404, {}, "no such route"} : route->second(request);
-        if (!response.withheld) {
-            answer(socket, response);
+        if (response.withheld) {
+            return;
         }
+        if (m_latency.count() > 0) {
+            // The socket is the timer's context: a client that gave up meanwhile gets no answer.
+            QTimer::singleShot(m_latency, &socket,
+                               [this, &socket, index, response] { answerRequest(socket, response, index); });
+        } else {
+            answerRequest(socket, response, index);
+        }
+    }
+
+    void answerRequest(QTcpSocket& socket, const LocalHttpResponse& response, std::size_t index)
+    {
+        answer(socket, response);
+        m_requests[index].answeredAt = std::chrono::steady_clock::now();
     }
 
     static void answer(QTcpSocket& socket, const LocalHttpResponse& response)
@@ -195,4 +220,5 @@ private:
     QTcpServer m_server;
     std::map<std::pair<QByteArray, QByteArray>, Handler> m_routes;
     std::vector<LocalHttpRequest> m_requests;
+    std::chrono::milliseconds m_latency{0};
 };
