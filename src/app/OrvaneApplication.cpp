@@ -12,10 +12,19 @@
 #include "app/linux/DBusApplicationActivation.h"
 #include "app/linux/LinuxSystemEventSource.h"
 #include "calendars/CalendarIdentityReconciler.h"
+#include "calendars/CloudAccountCoordinator.h"
 #include "calendars/CompositeCalendarRepository.h"
 #include "calendars/LocalCalendarSource.h"
 #include "calendars/linux/EdsCalendarRepository.h"
+#include "cloud/GoogleCalendarClient.h"
+#include "cloud/MicrosoftGraphCalendarClient.h"
+#include "cloud/NetworkRemoteHTTPTransport.h"
+#include "cloud/UserDefaultsRemoteCalendarAccountStore.h"
 #include "model/AppModel.h"
+#include "oauth/KeyringOAuthRefreshTokenStore.h"
+#include "oauth/OAuthTokenClient.h"
+#include "oauth/OAuthWebAuthorizer.h"
+#include "oauth/RemoteOAuthClientIDStore.h"
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsDefaultsDatabase.h"
@@ -25,6 +34,7 @@
 #include "scheduling/linux/TimerfdAlertTimerScheduler.h"
 #include "ui/AppModelOnboardingModel.h"
 #include "ui/AppModelSettingsModel.h"
+#include "ui/ConnectedAccountsViewModel.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/StatusItemController.h"
 #include "ui/WindowCoordinating.h"
@@ -84,16 +94,32 @@ bool openCalendarApplication()
     return false;
 }
 
+/// The OAuth clients this build was configured with.
+std::map<QString, QString> oauthClientValues(const BundleInfo& bundle)
+{
+    std::map<QString, QString> values;
+    for (const QString& key : {RemoteOAuthClientIDStore::googleClientIDKey,
+                               RemoteOAuthClientIDStore::googleClientSecretKey,
+                               RemoteOAuthClientIDStore::microsoftClientIDKey}) {
+        if (const auto value = bundle.value(key)) {
+            values[key] = *value;
+        }
+    }
+    return values;
+}
+
 } // namespace
 
 struct OrvaneApplication::Parts {
     explicit Parts(const BundleInfo& bundle)
-        : windows(WindowCoordinatorDependencies{
+        : clientIDs(defaults, oauthClientValues(bundle))
+        , windows(WindowCoordinatorDependencies{
               .onboarding = onboardingModel,
               .settings = settingsModel,
               .launchAtLogin = launchAtLogin,
               .bundleValue = [bundle](const QString& key) { return bundle.value(key); },
               .openUrl = openInBrowser,
+              .accounts = &accountsModel,
           })
     {
         defaults.removeOrphanedLock();
@@ -114,6 +140,31 @@ struct OrvaneApplication::Parts {
             return CalendarSnapshot{repository.knownCalendarGroups(), repository.lastFetchWasComplete()};
         }};
     AlertScheduler scheduler{repository, settingsStore, exclusionStore, deliveryStore, timers, clock};
+
+    // Directly connected Google and Microsoft accounts.
+    NetworkRemoteHTTPTransport transport{RemoteHTTPRedirectPolicy::sameOrigin};
+    OAuthTokenClient tokenClient{transport, [this] { return clock.now(); }};
+    KeyringOAuthRefreshTokenStore keyring;
+    OAuthWebAuthorizer authorizer{openInBrowser};
+    UserDefaultsRemoteCalendarAccountStore accountStore{defaults};
+    RemoteOAuthClientIDStore clientIDs;
+    GoogleCalendarClient googleClient{transport};
+    MicrosoftGraphCalendarClient microsoftClient{transport};
+    CloudAccountCoordinator accounts{CloudAccountCoordinatorDependencies{
+        .accountStore = accountStore,
+        .clientIDs = clientIDs,
+        .authorizer = authorizer,
+        .tokenClient = tokenClient,
+        .keyring = keyring,
+        .repository = repository,
+        .settingsStore = settingsStore,
+        .exclusionStore = exclusionStore,
+        .deliveryStore = deliveryStore,
+        .clock = clock,
+        .googleClient = googleClient,
+        .microsoftClient = microsoftClient,
+        .configuration = {},
+    }};
 
     LogindAlertPresentationSessionMonitor monitor{QDBusConnection::systemBus(), QDBusConnection::sessionBus()};
     X11KeyboardGrabProbe keyboardProbe;
@@ -137,10 +188,13 @@ struct OrvaneApplication::Parts {
         .systemEvents = systemEvents,
         .reconciler = &reconciler,
         .openUrl = openInBrowser,
+        .remoteAccountCoordinator = &accounts,
+        .oauthClientIDs = &clientIDs,
     }};
 
     AppModelOnboardingModel onboardingModel{model, openCalendarApplication};
     AppModelSettingsModel settingsModel{model};
+    AppModelConnectedAccountsModel accountsModel{model};
     std::unique_ptr<LaunchAtLoginService> launchAtLoginService = makeLaunchAtLoginService();
     LaunchAtLoginController launchAtLogin{*launchAtLoginService};
     WindowCoordinator windows;

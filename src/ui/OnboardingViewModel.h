@@ -59,6 +59,8 @@ class OnboardingViewModel final : public QObject {
     Q_PROPERTY(bool offersResume READ offersResume NOTIFY changed)
     Q_PROPERTY(QVariantList calendarGroups READ calendarGroupList NOTIFY changed)
     Q_PROPERTY(bool hasCalendars READ hasCalendars NOTIFY changed)
+    /// The connected-accounts controls of the connect sheet; absent when this copy cannot connect accounts.
+    Q_PROPERTY(QObject* accounts READ accounts CONSTANT)
     Q_PROPERTY(QString selectionCounter READ selectionCounter NOTIFY changed)
     Q_PROPERTY(int selectedCount READ selectedCount NOTIFY changed)
     Q_PROPERTY(QString completeTitle READ completeTitle NOTIFY changed)
@@ -112,6 +114,10 @@ public:
     /// The last step's "Done": the window closes.
     Q_INVOKABLE void done();
 
+    QObject* accounts() const { return m_accounts; }
+    /// Set before the window is made; not owned.
+    void setAccounts(QObject* accounts) { m_accounts = accounts; }
+
 Q_SIGNALS:
     void changed();
     void closeRequested();
@@ -127,6 +133,7 @@ private:
     CalendarSelection m_selection;
     /// A failure of the view's own, such as no calendar application to open.
     std::optional<QString> m_notice;
+    QObject* m_accounts = nullptr;
 };
 
 } // namespace orvane

@@ -114,7 +114,7 @@ QVariantMap texts()
         {u"rematchButton"_s, u"Re-match Calendars"_s},
         // Connected accounts.
         {u"accountsTitle"_s, sectionTitle(WindowCoordinating::SettingsSection::accounts)},
-        {u"accountsPlaceholder"_s, u"Direct Google Calendar and Outlook connections appear here."_s},
+        {u"accountsPlaceholder"_s, u"Direct Google Calendar and Outlook connections are not available in this copy of Orvane."_s},
         // Exclusions.
         {u"exclusionsSubtitle"_s,
          u"Excluded meetings never raise a full-screen alert. Remove an exclusion to be alerted about that meeting "

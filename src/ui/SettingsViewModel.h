@@ -132,8 +132,11 @@ public:
     /// Each with `title` and `message`.
     QVariantList reconciliationIssueList() const;
 
-    /// The connected accounts' view model, which the accounts section shows; none yet.
-    QObject* accounts() const { return nullptr; }
+    /// The connected accounts' view model, which the accounts section shows; absent when this copy cannot connect
+    /// accounts.
+    QObject* accounts() const { return m_accounts; }
+    /// Set before the window is made; not owned.
+    void setAccounts(QObject* accounts) { m_accounts = accounts; }
 
     /// Each with `id`, `title`, `calendar`, `scope` and `date`; by title, then series before occurrences, then date.
     QVariantList exclusionList() const;
@@ -170,6 +173,7 @@ private:
     LaunchAtLoginController& m_launchAtLogin;
     Section m_section = Section::general;
     bool m_hadPersistenceIssues = false;
+    QObject* m_accounts = nullptr;
 };
 
 } // namespace orvane

@@ -23,6 +23,7 @@ void WindowCoordinator::openOnboarding()
 {
     if (m_onboardingWindow == nullptr) {
         m_onboardingViewModel = std::make_unique<OnboardingViewModel>(m_dependencies.onboarding);
+        m_onboardingViewModel->setAccounts(sharedAccountsViewModel());
         m_onboardingWindow.reset(createWindow(u"qrc:/orvane/ui/OnboardingWindow.qml"_s, m_onboardingViewModel.get()));
         if (m_onboardingWindow == nullptr) {
             return;
@@ -41,6 +42,7 @@ void WindowCoordinator::openSettings(SettingsSection section)
     if (m_settingsWindow == nullptr) {
         m_settingsViewModel =
             std::make_unique<SettingsViewModel>(m_dependencies.settings, m_dependencies.launchAtLogin);
+        m_settingsViewModel->setAccounts(sharedAccountsViewModel());
         m_settingsWindow.reset(createWindow(u"qrc:/orvane/ui/SettingsWindow.qml"_s, m_settingsViewModel.get()));
         if (m_settingsWindow == nullptr) {
             return;
@@ -60,6 +62,14 @@ void WindowCoordinator::openAbout()
         }
     }
     bringToFront(*m_aboutWindow);
+}
+
+QObject* WindowCoordinator::sharedAccountsViewModel()
+{
+    if (m_accountsViewModel == nullptr && m_dependencies.accounts != nullptr) {
+        m_accountsViewModel = std::make_unique<ConnectedAccountsViewModel>(*m_dependencies.accounts);
+    }
+    return m_accountsViewModel.get();
 }
 
 QQuickWindow* WindowCoordinator::createWindow(const QString& source, QObject* viewModel)

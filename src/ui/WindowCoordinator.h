@@ -3,6 +3,7 @@
 
 #include "ui/AboutViewModel.h"
 #include "ui/OnboardingViewModel.h"
+#include "ui/ConnectedAccountsViewModel.h"
 #include "ui/SettingsViewModel.h"
 #include "ui/WindowCoordinating.h"
 
@@ -22,6 +23,9 @@ struct WindowCoordinatorDependencies {
     LaunchAtLoginController& launchAtLogin;
     AboutViewModel::BundleValue bundleValue;
     AboutViewModel::OpenUrl openUrl;
+    /// The connected accounts, which settings and onboarding's connect sheet show; absent when this copy cannot
+    /// connect any. Must outlive the coordinator.
+    ConnectedAccountsModel* accounts = nullptr;
 };
 
 /// Owns the onboarding, settings and about windows: each is made on first use, reused afterwards and brought to the
@@ -44,8 +48,12 @@ public:
     /// Why the last window could not be made; empty after a success.
     const QString& errorString() const { return m_errorString; }
 
+    ConnectedAccountsViewModel* accountsViewModel() const { return m_accountsViewModel.get(); }
+
 private:
     QQuickWindow* createWindow(const QString& source, QObject* viewModel);
+    /// The accounts' view model shared by settings and onboarding, made with the first of them.
+    QObject* sharedAccountsViewModel();
     static void bringToFront(QQuickWindow& window);
 
     WindowCoordinatorDependencies m_dependencies;
@@ -53,6 +61,7 @@ private:
     // Destroyed in reverse: the windows before the view models they show, both before the engine.
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<OnboardingViewModel> m_onboardingViewModel;
+    std::unique_ptr<ConnectedAccountsViewModel> m_accountsViewModel;
     std::unique_ptr<SettingsViewModel> m_settingsViewModel;
     std::unique_ptr<AboutViewModel> m_aboutViewModel;
     std::unique_ptr<QQuickWindow> m_onboardingWindow;

@@ -151,10 +151,15 @@ QVariantMap onboardingTexts()
         {u"clearButton"_s, u"Clear"_s},
         {u"noCalendarsTitle"_s, u"No calendars found"_s},
         // "Add an account or local calendar in Calendar.app, connect Google or Outlook directly, then refresh. …"
-        // Direct accounts are not offered in this window yet, so the text does not promise them.
         {u"noCalendarsText"_s,
-         u"Add an account or local calendar in your calendar application, then refresh. You can also finish now and "
-         u"enable calendars later."_s},
+         u"Add an account or local calendar in your calendar application, connect Google or Outlook directly, then "
+         u"refresh. You can also finish now and enable calendars later."_s},
+        {u"connectButton"_s, u"Connect Google or Outlook…"_s},
+        {u"connectSheetTitle"_s, u"Connect a direct calendar account"_s},
+        // "… Provider refresh tokens are stored in macOS Keychain."
+        {u"connectSheetNote"_s,
+         u"Google and Outlook connections are read-only. Provider refresh tokens are stored in the system "
+         u"keyring."_s},
         // "Open Calendar.app": opens the desktop's calendar application.
         {u"openCalendarButton"_s, u"Open Calendar"_s},
         {u"openCalendarFailed"_s, u"No calendar application was found. Install GNOME Calendar or Evolution."_s},

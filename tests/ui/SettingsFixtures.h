@@ -4,10 +4,14 @@
 // The settings window's model as a value the tests set, a login-item service they script, and the sample data
 // both the offscreen tests and the screenshots show.
 
+#include "ui/ConnectedAccountsViewModel.h"
 #include "ui/LaunchAtLoginService.h"
 #include "ui/SettingsViewModel.h"
 
 #include <QDateTime>
+
+#include <map>
+#include <set>
 
 namespace settingsfixtures {
 
@@ -179,6 +183,81 @@ inline void fill(FakeSettingsModel& model)
         exclusion("All hands", "Team events", ExclusionScope::occurrence, at("2026-11-24T17:00:00Z"),
                   at("2026-11-21T11:00:00Z")),
     };
+}
+
+/// The connected accounts as the controls see them; commands are recorded and change nothing by themselves.
+class FakeConnectedAccountsModel final : public ConnectedAccountsModel {
+public:
+    bool supported = true;
+    std::vector<RemoteCalendarAccountMetadata> accounts;
+    QSet<QUuid> usable;
+    std::optional<RemoteCalendarProviderKind> connecting;
+    bool mutating = false;
+    std::vector<CalendarSourceHealthIssue> healthIssues;
+    std::map<RemoteCalendarProviderKind, QString> clientIDs;
+    std::set<RemoteCalendarProviderKind> preconfigured;
+    std::vector<std::pair<RemoteCalendarProviderKind, std::optional<QUuid>>> connects;
+    std::vector<QUuid> disconnects;
+    std::vector<std::pair<RemoteCalendarProviderKind, QString>> clientIDChanges;
+    int cancels = 0;
+
+    bool supportsRemoteAccounts() const override { return supported; }
+    std::vector<RemoteCalendarAccountMetadata> remoteAccounts() const override { return accounts; }
+    QSet<QUuid> usableRemoteAccountIDs() const override { return usable; }
+    std::optional<RemoteCalendarProviderKind> connectingProvider() const override { return connecting; }
+    bool isMutatingRemoteAccounts() const override { return mutating; }
+    std::vector<CalendarSourceHealthIssue> calendarSourceHealthIssues() const override { return healthIssues; }
+    std::optional<QString> oauthClientID(RemoteCalendarProviderKind provider) const override
+    {
+        const auto found = clientIDs.find(provider);
+        return found == clientIDs.end() ? std::nullopt : std::optional(found->second);
+    }
+    bool hasPreconfiguredOAuthClientID(RemoteCalendarProviderKind provider) const override
+    {
+        return preconfigured.contains(provider);
+    }
+    void connectAccount(RemoteCalendarProviderKind provider, std::optional<QUuid> reconnecting) override
+    {
+        connects.emplace_back(provider, reconnecting);
+    }
+    void cancelConnection() override { ++cancels; }
+    void disconnectAccount(const QUuid& accountID) override { disconnects.push_back(accountID); }
+    void setOAuthClientID(RemoteCalendarProviderKind provider, const QString& clientID) override
+    {
+        clientIDChanges.emplace_back(provider, clientID);
+    }
+};
+
+inline RemoteCalendarAccountMetadata remoteAccount(RemoteCalendarProviderKind provider, const char* name,
+                                                   const char* address, const char* id)
+{
+    return {.id = QUuid::fromString(QString::fromLatin1(id)),
+            .provider = provider,
+            .providerAccountIdentifier = QString::fromLatin1(address),
+            .displayName = QString::fromLatin1(name),
+            .emailAddress = QString::fromLatin1(address),
+            .oauthClientID = u"client"_s,
+            .connectedAt = at("2026-11-02T09:00:00Z")};
+}
+
+/// A Google account that works and an Outlook account whose sign-in was refused; Google's client comes with the
+/// build, Outlook's was entered by the user.
+inline void fill(FakeConnectedAccountsModel& model)
+{
+    model.accounts = {remoteAccount(RemoteCalendarProviderKind::google, "Alex Doe", "alex@example.com",
+                                    "6F1C2D9E-0C57-4B52-9C1A-2B3C4D5E6F70"),
+                      remoteAccount(RemoteCalendarProviderKind::microsoft, "Alex Doe", "alex@contoso.com",
+                                    "0D1E2F3A-4B5C-4D6E-8F70-8192A3B4C5D6")};
+    model.usable = {model.accounts[0].id};
+    model.healthIssues = {{CalendarSourceHealthIssue::Remote{RemoteCalendarProviderKind::microsoft,
+                                                             u"0D1E2F3A-4B5C-4D6E-8F70-8192A3B4C5D6"_s},
+                           u"alex@contoso.com (Outlook)"_s,
+                           u"The provider no longer accepts this account's sign-in (invalid_grant). Reconnect the "
+                           u"account."_s,
+                           true}};
+    model.clientIDs = {{RemoteCalendarProviderKind::google, u"1234-desktop.apps.googleusercontent.com"_s},
+                       {RemoteCalendarProviderKind::microsoft, u"6731de76-14a6-49ae-97bc-6eba6914391e"_s}};
+    model.preconfigured = {RemoteCalendarProviderKind::google};
 }
 
 } // namespace settingsfixtures

@@ -35,6 +35,10 @@ TEST(SettingsX11Test, EachSectionOnScreen)
     ScriptedLaunchService service;
     LaunchAtLoginController launchAtLogin(service);
     SettingsViewModel settings(model, launchAtLogin);
+    FakeConnectedAccountsModel accountsModel;
+    fill(accountsModel);
+    ConnectedAccountsViewModel accounts(accountsModel);
+    settings.setAccounts(&accounts);
     QQmlEngine engine;
     QQmlComponent component(&engine, QUrl(u"qrc:/orvane/ui/SettingsWindow.qml"_s), QQmlComponent::PreferSynchronous);
     std::unique_ptr<QObject> object(

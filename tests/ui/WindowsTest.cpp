@@ -10,6 +10,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QImage>
+#include <QTest>
 #include <QQuickItem>
 #include <QQuickWindow>
 
@@ -331,9 +332,38 @@ void saveScreenshot(QQuickWindow& window, const QString& name)
     window.grabWindow().save(directory.filePath(name));
 }
 
+/// The item named `objectName` anywhere in the window: among QObject children and, for what loaders, repeaters and
+/// popups create, among the visual children too.
+QQuickItem* findItem(QQuickWindow& window, const QString& objectName)
+{
+    std::vector<QObject*> pending{&window, window.contentItem()};
+    QSet<QObject*> seen;
+    while (!pending.empty()) {
+        QObject* const object = pending.back();
+        pending.pop_back();
+        if (object == nullptr || seen.contains(object)) {
+            continue;
+        }
+        seen.insert(object);
+        auto* const item = qobject_cast<QQuickItem*>(object);
+        if (item != nullptr && object->objectName() == objectName) {
+            return item;
+        }
+        for (QObject* child : object->children()) {
+            pending.push_back(child);
+        }
+        if (item != nullptr) {
+            for (QQuickItem* child : item->childItems()) {
+                pending.push_back(child);
+            }
+        }
+    }
+    return nullptr;
+}
+
 QString textOf(QQuickWindow& window, const char* objectName)
 {
-    auto* item = window.findChild<QQuickItem*>(QString::fromLatin1(objectName));
+    auto* item = findItem(window, QString::fromLatin1(objectName));
     return item == nullptr ? u"<missing>"_s : item->property("text").toString();
 }
 
@@ -341,6 +371,7 @@ QString textOf(QQuickWindow& window, const char* objectName)
 struct Windows {
     FakeOnboardingModel model;
     settingsfixtures::FakeSettingsModel settings;
+    settingsfixtures::FakeConnectedAccountsModel accounts;
     settingsfixtures::ScriptedLaunchService launchService;
     orvane::LaunchAtLoginController launchAtLogin{launchService};
     WindowCoordinator coordinator{{.onboarding = model,
@@ -349,7 +380,8 @@ struct Windows {
                                    .bundleValue = bundle({{u"CFBundleShortVersionString"_s, u"0.1.0"_s},
                                                           {u"CFBundleVersion"_s, u"1"_s},
                                                           {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s}}),
-                                   .openUrl = {}}};
+                                   .openUrl = {},
+                                   .accounts = &accounts}};
 };
 
 TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
@@ -395,6 +427,34 @@ TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
     EXPECT_EQ(WarningCollector::s_warnings, QStringList());
 }
 
+TEST(WindowCoordinatorTest, OnboardingWithoutCalendarsOffersTheConnectSheet)
+{
+    Windows all;
+    WarningCollector collector;
+    all.coordinator.openOnboarding();
+    ASSERT_NE(all.coordinator.onboardingWindow(), nullptr) << all.coordinator.errorString().toStdString();
+    all.coordinator.onboardingViewModel()->continueFromWelcome();
+    all.coordinator.onboardingViewModel()->chooseCalendars();
+    QQuickWindow& window = *all.coordinator.onboardingWindow();
+    auto* connectButton = window.findChild<QQuickItem*>(u"connectButton"_s);
+    ASSERT_NE(connectButton, nullptr);
+    EXPECT_TRUE(connectButton->isVisible());
+    auto* sheet = window.findChild<QObject*>(u"connectSheet"_s);
+    ASSERT_NE(sheet, nullptr);
+    QMetaObject::invokeMethod(sheet, "open");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return findItem(window, u"connect_google"_s) != nullptr; }, 2000));
+    EXPECT_EQ(sheet->property("title").toString(), u"Connect a direct calendar account"_s);
+    QMetaObject::invokeMethod(findItem(window, u"connect_microsoft"_s), "clicked");
+    ASSERT_EQ(all.accounts.connects.size(), 1u);
+    EXPECT_EQ(all.accounts.connects[0].first, orvane::RemoteCalendarProviderKind::microsoft);
+    EXPECT_EQ(WarningCollector::s_warnings, QStringList());
+
+    // A copy that cannot connect accounts does not offer it.
+    all.accounts.supported = false;
+    Q_EMIT all.accounts.changed();
+    EXPECT_FALSE(connectButton->isVisible());
+}
+
 TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
 {
     using Section = orvane::WindowCoordinating::SettingsSection;
@@ -404,7 +464,10 @@ TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
     // Empty first (no calendars, no exclusions), then filled, then with a record to review.
     const std::function<void()> states[] = {
         [] {},
-        [&] { settingsfixtures::fill(all.settings); },
+        [&] {
+            settingsfixtures::fill(all.settings);
+            settingsfixtures::fill(all.accounts);
+        },
         [&] {
             all.settings.error = QString::fromUtf16(orvane::persistencePausedMessage);
             all.settings.unreadable = {
@@ -414,6 +477,7 @@ TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
     for (std::size_t state = 0; state < std::size(states); ++state) {
         states[state]();
         Q_EMIT all.settings.changed();
+        Q_EMIT all.accounts.changed();
         for (const auto section :
              {Section::general, Section::calendars, Section::accounts, Section::exclusions, Section::storedData}) {
             SCOPED_TRACE(testing::Message() << "state " << state << ", section " << static_cast<int>(section));
@@ -433,7 +497,8 @@ TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
     auto& window = *windows.settingsWindow();
     EXPECT_EQ(textOf(window, "errorText"), QString::fromUtf16(orvane::persistencePausedMessage));
     EXPECT_EQ(textOf(window, "storedDataHeading"), u"Alerts paused to protect your choices"_s);
-    EXPECT_EQ(textOf(window, "accountsPlaceholder"), u"Direct Google Calendar and Outlook connections appear here."_s);
+    EXPECT_EQ(textOf(window, "accountState1"),
+              u"The provider no longer accepts this account's sign-in (invalid_grant). Reconnect the account."_s);
     EXPECT_EQ(textOf(window, "selectionCounter"), u"3 of 4 selected"_s);
     windows.openSettings(Section::general);
     EXPECT_EQ(windows.settingsWindow(), &window) << "reused";

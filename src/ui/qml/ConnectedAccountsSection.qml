@@ -4,16 +4,19 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // The settings window's page for directly connected Google Calendar and Outlook accounts.
-Item {
+ScrollView {
     id: section
 
-    // The settings window's fixed texts, and the accounts' view model (none yet).
+    // The settings window's fixed texts, and the accounts' view model (absent when this copy cannot connect any).
     required property var texts
     property QtObject accounts
 
+    clip: true
+    padding: 24
+    contentWidth: availableWidth
+
     ColumnLayout {
-        anchors.fill: parent
-        anchors.margins: 24
+        width: section.availableWidth
         spacing: 12
 
         Label {
@@ -23,14 +26,19 @@ Item {
             font.pixelSize: 20
         }
         Label {
-            objectName: "accountsPlaceholder"
-            text: section.texts.accountsPlaceholder
+            objectName: "accountsIntro"
+            text: section.accounts && section.accounts.supported ? section.accounts.texts.intro
+                                                                 : section.texts.accountsPlaceholder
             wrapMode: Text.Wrap
             opacity: 0.8
             Layout.fillWidth: true
         }
-        Item {
-            Layout.fillHeight: true
+        Loader {
+            active: section.accounts !== null && section.accounts.supported
+            Layout.fillWidth: true
+            sourceComponent: ConnectedAccountsControls {
+                accounts: section.accounts
+            }
         }
     }
 }

@@ -299,11 +299,20 @@ Window {
                         horizontalAlignment: Text.AlignHCenter
                         Layout.fillWidth: true
                     }
-                    Button {
-                        objectName: "openCalendarButton"
-                        text: window.texts.openCalendarButton
+                    RowLayout {
+                        spacing: 8
                         Layout.alignment: Qt.AlignHCenter
-                        onClicked: window.viewModel.openCalendarApplication()
+                        Button {
+                            objectName: "openCalendarButton"
+                            text: window.texts.openCalendarButton
+                            onClicked: window.viewModel.openCalendarApplication()
+                        }
+                        Button {
+                            objectName: "connectButton"
+                            visible: window.viewModel.accounts !== null && window.viewModel.accounts.supported
+                            text: window.texts.connectButton
+                            onClicked: connectSheet.open()
+                        }
                     }
                     Item {
                         Layout.fillHeight: true
@@ -404,5 +413,44 @@ Window {
         }
 
         onAccepted: window.viewModel.finishWithoutCalendars()
+    }
+
+    Dialog {
+        id: connectSheet
+
+        objectName: "connectSheet"
+        title: window.texts.connectSheetTitle
+        modal: true
+        anchors.centerIn: parent
+        width: Math.min(window.width - 48, 560)
+
+        ColumnLayout {
+            width: parent.width
+            spacing: 12
+
+            Label {
+                text: window.texts.connectSheetNote
+                wrapMode: Text.Wrap
+                opacity: 0.8
+                Layout.fillWidth: true
+            }
+            Loader {
+                active: connectSheet.visible && window.viewModel.accounts !== null
+                Layout.fillWidth: true
+                sourceComponent: ConnectedAccountsControls {
+                    accounts: window.viewModel.accounts
+                }
+            }
+        }
+
+        footer: DialogButtonBox {
+            Button {
+                text: window.texts.doneButton
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+            }
+        }
+
+        // The calendars of an account connected here are offered at once.
+        onAccepted: window.viewModel.refresh()
     }
 }
