@@ -51,6 +51,9 @@ set(orvane_runtime_packages
     qml6-module-qtqml-workerscript
     evolution-data-server)
 list(JOIN orvane_runtime_packages ", " CPACK_DEBIAN_PACKAGE_DEPENDS)
+# Not needed to start, but expected: a Secret Service keyring keeps connected accounts' sign-ins, xdg-open opens the
+# browser for them, and the SVG image plugin lets the desktop's icon theme draw the menu's icons.
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "gnome-keyring | keepassxc, xdg-utils, libqt6svg6")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 

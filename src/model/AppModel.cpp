@@ -8,6 +8,7 @@
 #include "calendars/CloudAccountCoordinator.h"
 #include "calendars/RemoteAccountError.h"
 #include "cloud/RemoteCalendarAccountStoreError.h"
+#include "cloud/RemoteCalendarIdentityNamespace.h"
 #include "oauth/OAuthError.h"
 #include "oauth/RemoteOAuthClientIDStore.h"
 #include "calendars/CompositeCalendarRepository.h"
@@ -228,15 +229,43 @@ QCoro::Task<> AppModel::connectRemoteAccount(RemoteCalendarProviderKind provider
         co_return;
     }
     const QPointer<AppModel> self(this);
+    auto& settingsStore = m_dependencies.settingsStore;
+    QSet<QUuid> connectedBefore;
+    for (const auto& account : remoteAccounts()) {
+        connectedBefore.insert(account.id);
+    }
+
+    // "All calendars" would otherwise take in every calendar of the new account, colleagues' calendars included, so
+    // the calendars listed now are pinned first and the account's own calendars are added once it is connected.
+    bool pinned = false;
+    if (!settingsStore.settings().selectedCalendars && !settingsStore.readState().isUnreadable()) {
+        QSet<QString> current;
+        for (const auto& group : m_calendarGroups) {
+            for (const auto& calendar : group.calendars) {
+                current.insert(calendar.identifier);
+            }
+        }
+        NotifierSettings settings = settingsStore.settings();
+        settings.selectedCalendars = selectionRecords(current);
+        try {
+            settingsStore.save(settings);
+            pinned = true;
+        } catch (const PersistenceStoreError& error) {
+            commandFailed(error.description());
+            co_return;
+        }
+    }
+
     std::optional<QString> failure;
+    bool cancelled = false;
+    std::optional<RemoteCalendarAccountMetadata> connected;
     try {
         auto connecting = m_dependencies.remoteAccountCoordinator->connectAccount(provider, reconnecting);
-        co_await std::move(connecting);
+        connected = co_await std::move(connecting);
     } catch (const OAuthError& error) {
-        // Closing the sign-in is the user's choice, not a failure to report.
-        if (!std::holds_alternative<OAuthError::Cancelled>(error.value())) {
-            failure = error.description();
-        }
+        // Closing the sign-in is the user's choice: nothing to report, and nothing succeeded either.
+        cancelled = std::holds_alternative<OAuthError::Cancelled>(error.value());
+        failure = error.description();
     } catch (const RemoteAccountError& error) {
         failure = error.description();
     } catch (const RemoteCalendarAccountStoreError& error) {
@@ -247,14 +276,56 @@ QCoro::Task<> AppModel::connectRemoteAccount(RemoteCalendarProviderKind provider
     if (!self) {
         co_return;
     }
-    if (failure) {
-        commandFailed(*failure);
+    if (!connected) {
+        if (pinned) {
+            NotifierSettings settings = settingsStore.settings();
+            settings.selectedCalendars.reset();
+            try {
+                settingsStore.save(settings);
+            } catch (const PersistenceStoreError& error) {
+                commandFailed(u"Connection failed and the prior all-calendars setting could not be restored: "_s +
+                              error.description());
+                co_return;
+            }
+        }
+        if (!cancelled) {
+            commandFailed(*failure);
+        }
         Q_EMIT changed();
         co_return;
     }
     commandSucceeded();
-    auto reloading = afterAccountChange();
-    co_await std::move(reloading);
+    auto loading = loadCalendars();
+    co_await std::move(loading);
+    if (!self) {
+        co_return;
+    }
+    if (!connectedBefore.contains(connected->id) && settingsStore.settings().selectedCalendars) {
+        // A newly connected account's own calendars alert; calendars shared with the user wait to be chosen.
+        QSet<QString> selection;
+        for (const auto& record : *settingsStore.settings().selectedCalendars) {
+            selection.insert(record.calendarIdentifier);
+        }
+        for (const auto& group : m_calendarGroups) {
+            for (const auto& calendar : group.calendars) {
+                if (RemoteCalendarIdentityNamespace::belongsToAccount(calendar.identifier, *connected) &&
+                    calendar.allowsContentModifications && !calendar.isSubscribed) {
+                    selection.insert(calendar.identifier);
+                }
+            }
+        }
+        if (const auto records = selectionRecords(selection)) {
+            NotifierSettings settings = settingsStore.settings();
+            settings.selectedCalendars = records;
+            try {
+                settingsStore.save(settings);
+            } catch (const PersistenceStoreError& error) {
+                commandFailed(error.description());
+            }
+        }
+    }
+    refresh();
+    Q_EMIT changed();
 }
 
 void AppModel::cancelRemoteConnection()
@@ -370,24 +441,32 @@ void AppModel::setLaunchAtLogin(bool launches)
     changeSettings([launches](NotifierSettings& settings) { settings.launchAtLogin = launches; }, false);
 }
 
+std::optional<std::vector<CalendarSelectionRecord>> AppModel::selectionRecords(const QSet<QString>& identifiers) const
+{
+    // The fingerprint lets identity reconciliation find the calendar again if its identifier changes later.
+    std::vector<CalendarSelectionRecord> selection;
+    QSet<QString> found;
+    for (const auto& group : m_calendarGroups) {
+        for (const auto& calendar : group.calendars) {
+            if (identifiers.contains(calendar.identifier) && !found.contains(calendar.identifier)) {
+                found.insert(calendar.identifier);
+                selection.push_back({calendar.identifier,
+                                     CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title}});
+            }
+        }
+    }
+    if (found.size() != identifiers.size()) {
+        return std::nullopt;
+    }
+    return selection;
+}
+
 void AppModel::setSelectedCalendars(std::optional<QSet<QString>> calendarIdentifiers)
 {
     std::optional<std::vector<CalendarSelectionRecord>> selection;
     if (calendarIdentifiers) {
-        // The fingerprint lets identity reconciliation find the calendar again if its identifier changes later.
-        selection.emplace();
-        QSet<QString> found;
-        for (const auto& group : m_calendarGroups) {
-            for (const auto& calendar : group.calendars) {
-                if (calendarIdentifiers->contains(calendar.identifier) && !found.contains(calendar.identifier)) {
-                    found.insert(calendar.identifier);
-                    selection->push_back(
-                        {calendar.identifier,
-                         CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title}});
-                }
-            }
-        }
-        if (found.size() != calendarIdentifiers->size()) {
+        selection = selectionRecords(*calendarIdentifiers);
+        if (!selection) {
             commandFailed(calendarListChangedMessage);
             return;
         }

@@ -185,7 +185,9 @@ public:
     /// Asks for access to the desktop calendars, then reloads the calendar list and refreshes.
     QCoro::Task<> requestCalendarAccess();
     /// Signs in to a provider in the browser and connects the account (or renews the sign-in of `reconnecting`),
-    /// then reloads the calendar list and refreshes. A cancelled sign-in is no failure.
+    /// then reloads the calendar list and refreshes. A newly connected account's own calendars join the selection;
+    /// calendars shared with the user do not, even under "all calendars" (which is pinned to the calendars listed
+    /// before, and restored if the connection fails). A cancelled sign-in is no failure.
     QCoro::Task<> connectRemoteAccount(RemoteCalendarProviderKind provider,
                                        std::optional<QUuid> reconnecting = std::nullopt);
     /// Stops a sign-in that waits for the browser.
@@ -214,6 +216,8 @@ private:
     void changeSettings(const std::function<void(NotifierSettings&)>& change, bool affectsSchedule);
     void updateFromScheduler(const AlertSchedulerSnapshot& snapshot);
     QCoro::Task<> loadCalendars();
+    /// Selection records, with fingerprints, of calendars listed now; absent when one of them is not listed.
+    std::optional<std::vector<CalendarSelectionRecord>> selectionRecords(const QSet<QString>& identifiers) const;
     void loadRemoteAccounts();
     QCoro::Task<> afterAccountChange();
 
