@@ -57,6 +57,15 @@ RemoteAccountCalendarSource::RemoteAccountCalendarSource(RemoteCalendarClient& c
     , m_credentials(&credentials)
     , m_account(credentials.account())
 {
+    m_resync.setSingleShot(true);
+    m_resync.setTimerType(Qt::VeryCoarseTimer);
+    m_resync.setInterval(resyncInterval);
+    connect(&m_resync, &QTimer::timeout, this, &CalendarSource::changed);
+}
+
+std::optional<std::chrono::milliseconds> RemoteAccountCalendarSource::pendingResync() const
+{
+    return m_resync.isActive() ? std::optional(m_resync.remainingTimeAsDuration()) : std::nullopt;
 }
 
 const RemoteCalendarAccountMetadata& RemoteAccountCalendarSource::account() const
@@ -184,6 +193,9 @@ RemoteAccountCalendarSource::occurrences(FetchInterval interval, std::optional<Q
         co_return {};
     }
 
+    // Started only after a fetch: a read that never ends (or an account that fails, which the composite retries on
+    // its own schedule) arms nothing.
+    m_resync.start();
     std::vector<MeetingOccurrence> meetings;
     m_uidBySeries.clear();
     for (std::size_t index = 0; index < calendars.size(); ++index) {

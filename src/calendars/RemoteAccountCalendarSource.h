@@ -6,6 +6,9 @@
 
 #include <QHash>
 #include <QPointer>
+#include <QTimer>
+
+#include <chrono>
 
 namespace orvane {
 
@@ -22,10 +25,16 @@ class RemoteAccountCalendarSource final : public CalendarSource {
 public:
     /// How many requests of one account may be in flight at once.
     static constexpr int defaultConcurrentRequests = 6;
+    /// How long after a fetch the account is read again: the services cannot tell a desktop program about changes,
+    /// so a meeting added or moved there is noticed within this time.
+    static constexpr std::chrono::minutes resyncInterval{5};
 
     /// `client` and `credentials` must outlive the source.
     RemoteAccountCalendarSource(RemoteCalendarClient& client, RemoteAccountCredentials& credentials,
                                 QObject* parent = nullptr);
+
+    /// When the account will be read again (through `changed()`); absent before the first fetch.
+    std::optional<std::chrono::milliseconds> pendingResync() const;
 
     /// How many calendars are fetched at once (at least one).
     void setConcurrentRequests(int count) { m_concurrentRequests = std::max(1, count); }
@@ -62,6 +71,7 @@ private:
     std::optional<RemoteCalendarGroup> m_group;
     /// The iCalendar UID of each series seen in the last fetch, for recognising the desktop's copy of a meeting.
     QHash<QString, QString> m_uidBySeries;
+    QTimer m_resync;
 };
 
 } // namespace orvane

@@ -101,7 +101,10 @@ void StatusItemController::perform(StatusMenuAction action, const std::optional<
         m_model.showTestAlert();
         return;
     case StatusMenuAction::openSettings:
-        m_windows.openSettings();
+        // While an account waiting for a new sign-in is all that could alert, that is what settings is opened for.
+        m_windows.openSettings(m_model.hasRemoteAccountNeedingReconnection() && !m_model.hasUsableCalendarSource()
+                                   ? WindowCoordinating::SettingsSection::accounts
+                                   : WindowCoordinating::SettingsSection::general);
         return;
     case StatusMenuAction::openCalendarSettings:
         m_windows.openSettings(WindowCoordinating::SettingsSection::calendars);

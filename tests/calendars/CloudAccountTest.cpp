@@ -47,7 +47,13 @@ TEST(CloudAccountTest, ConnectingStoresTheAccountItsTokenAndItsCalendars)
     EXPECT_FALSE(harness.coordinator().connectingProvider());
     EXPECT_FALSE(harness.coordinator().isMutating());
 
+    const auto* source = harness.coordinator().source(account.id);
+    ASSERT_NE(source, nullptr);
+    EXPECT_FALSE(source->pendingResync());
     const auto meetings = harness.fetch();
+    // The services push nothing to a desktop program: the account is read again after a while.
+    ASSERT_TRUE(source->pendingResync());
+    EXPECT_GT(*source->pendingResync(), std::chrono::minutes(4));
     ASSERT_EQ(meetings.size(), 1u);
     EXPECT_EQ(meetings[0].title, u"Standup"_s);
     EXPECT_EQ(meetings[0].calendar.sourceKind, CalendarSourceKind::google);
