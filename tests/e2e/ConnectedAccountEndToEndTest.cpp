@@ -15,6 +15,7 @@
 #include "cloud/NetworkRemoteHTTPTransport.h"
 #include "cloud/UserDefaultsRemoteCalendarAccountStore.h"
 #include "fakes/FakeAlertWindowSystem.h"
+#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeClock.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "model/AppModel.h"
@@ -170,19 +171,7 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
                                              return configuration;
                                          }});
 
-    class NoDesktopCalendars final : public CalendarRepository {
-    public:
-        CalendarAuthorizationState authorizationState() const override { return CalendarAuthorizationState::denied; }
-        QCoro::Task<CalendarAuthorizationState> requestFullAccess() override
-        {
-            co_return CalendarAuthorizationState::denied;
-        }
-        QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override { co_return {}; }
-        QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval, QSet<QString>) override
-        {
-            co_return {};
-        }
-    } desktop;
+    FakeDesktopCalendars desktop{orvane::CalendarAuthorizationState::denied, false};
     AppModel model({.defaults = defaults.database(),
                     .localCalendars = desktop,
                     .repository = repository,

@@ -8,6 +8,7 @@
 #include "alert/SecureEventInputActivationGate.h"
 #include "calendars/CalendarRepository.h"
 #include "fakes/FakeAlertWindowSystem.h"
+#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "model/SystemEventSource.h"
 #include "scheduling/AlertScheduler.h"
@@ -18,17 +19,6 @@
 using namespace cloudharness;
 
 namespace {
-
-class NoDesktopCalendars final : public CalendarRepository {
-public:
-    CalendarAuthorizationState authorizationState() const override { return CalendarAuthorizationState::denied; }
-    QCoro::Task<CalendarAuthorizationState> requestFullAccess() override
-    {
-        co_return CalendarAuthorizationState::denied;
-    }
-    QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override { co_return {}; }
-    QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval, QSet<QString>) override { co_return {}; }
-};
 
 struct ModelHarness : CloudAccountHarness {
     AppModel& model()
@@ -60,7 +50,7 @@ struct ModelHarness : CloudAccountHarness {
         ASSERT_TRUE(QTest::qWaitFor([this] { return !scheduler.isRefreshing(); }, 5000));
     }
 
-    NoDesktopCalendars desktop;
+    FakeDesktopCalendars desktop{orvane::CalendarAuthorizationState::denied, false};
     FakeTimerScheduler timers{clock};
     AlertScheduler scheduler{repository, settings, exclusions, delivery, timers, clock};
     SecureEventInputActivationGate gate{clock, timers, [] { return false; }};

@@ -8,6 +8,7 @@
 #include "calendars/CompositeCalendarRepository.h"
 #include "fakes/FakeAlertWindowSystem.h"
 #include "fakes/FakeCalendarSource.h"
+#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeClock.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "model/SystemEventSource.h"
@@ -34,20 +35,6 @@ namespace {
 
 constexpr double t0 = 700'000'000;
 using Action = FullScreenAlertAction;
-
-class FakeLocalCalendars final : public CalendarRepository {
-public:
-    CalendarAuthorizationState authorizationState() const override { return state; }
-    QCoro::Task<CalendarAuthorizationState> requestFullAccess() override
-    {
-        state = CalendarAuthorizationState::fullAccess;
-        co_return state;
-    }
-
-    CalendarAuthorizationState state = CalendarAuthorizationState::fullAccess;
-    QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override { co_return {}; }
-    QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval, QSet<QString>) override { co_return {}; }
-};
 
 /// The model wired as the application wires it; only the calendars, clock, timers and window system are fakes.
 struct Harness {
@@ -112,7 +99,7 @@ struct Harness {
     FakeClock clock{Date{t0}};
     FakeTimerScheduler timers{clock};
     FakeCalendarSource source{u"local"_s, u"Desktop calendars"_s};
-    FakeLocalCalendars local;
+    FakeDesktopCalendars local;
     SystemEventSource systemEvents;
     SecureEventInputActivationGate gate{clock, timers, [] {
                                             return false;

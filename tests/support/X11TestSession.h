@@ -50,3 +50,9 @@ private:
     pid_t m_openbox = -1;
     std::vector<pid_t> m_clients;
 };
+
+/// The main of a test program whose windows must be real X11 windows: starts the X server and window manager (unless
+/// the tests are only being listed), points Qt at it before the application object exists, sets `session` while the
+/// tests run, and runs them.
+int runTestsOnX11(int argc, char** argv, X11TestSession*& session);
+
