@@ -150,7 +150,6 @@ bool isNetworkLayerError(QNetworkReply::NetworkError error)
 
 NetworkRemoteHTTPTransport::NetworkRemoteHTTPTransport(RemoteHTTPRedirectPolicy redirectPolicy)
     : m_redirectPolicy(redirectPolicy)
-    , m_manager(std::make_unique<QNetworkAccessManager>())
 {
 }
 
@@ -172,6 +171,10 @@ QCoro::Task<RemoteHTTPResponse> NetworkRemoteHTTPTransport::send(RemoteHTTPReque
 
     auto state = std::make_shared<ExchangeState>();
     state->currentURL = request.url;
+    if (!m_manager) {
+        // Made on first use: until an account is connected, Orvane sends nothing and keeps no network state.
+        m_manager = std::make_unique<QNetworkAccessManager>();
+    }
     QNetworkReply* const reply = startReply(*m_manager, networkRequest(request, policy), request.method, request.body);
     const QPointer<QNetworkReply> guard(reply);
     const ReplyRelease release(guard);

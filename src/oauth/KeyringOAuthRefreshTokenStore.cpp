@@ -12,6 +12,7 @@
 #include <deque>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace orvane {
 
@@ -26,17 +27,18 @@ public:
     {
     }
 
-    void start()
-    {
-        // Detached: joining would make the store's destructor wait for a keyring prompt.
-        std::thread([self = shared_from_this()] { self->run(); }).detach();
-    }
-
     void post(Job job)
     {
+        bool start = false;
         {
             const std::lock_guard lock(m_mutex);
             m_jobs.push_back(std::move(job));
+            start = !std::exchange(m_started, true);
+        }
+        if (start) {
+            // Started on first use: most sessions never touch the keyring. Detached: joining would make the store's
+            // destructor wait for a keyring prompt.
+            std::thread([self = shared_from_this()] { self->run(); }).detach();
         }
         m_wake.notify_one();
     }
@@ -73,6 +75,7 @@ private:
     std::condition_variable m_wake;
     std::deque<Job> m_jobs;
     bool m_closed = false;
+    bool m_started = false;
 };
 
 namespace {
@@ -153,7 +156,6 @@ std::optional<QString> read(OAuthKeychainItemAccessing& access, const QString& a
 KeyringOAuthRefreshTokenStore::KeyringOAuthRefreshTokenStore(std::shared_ptr<OAuthKeychainItemAccessing> access)
     : m_worker(std::make_shared<Worker>(std::move(access)))
 {
-    m_worker->start();
 }
 
 KeyringOAuthRefreshTokenStore::~KeyringOAuthRefreshTokenStore()
