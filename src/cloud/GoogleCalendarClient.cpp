@@ -397,18 +397,26 @@ GoogleCalendarClient::occurrences(RemoteCalendarAccountMetadata account, RemoteC
 
     std::vector<RemoteMeetingOccurrence> result;
     RemoteJSONRequester::PageConsumer consume = [&](const QJsonObject& page) -> std::optional<QUrl> {
-        for (const QJsonValue& value : pageItems(page)) {
-            if (auto occurrence = occurrenceFromEvent(value.toObject(), account, calendar)) {
-                result.push_back(std::move(*occurrence));
-            }
-        }
-        const std::optional<QString> token = nextPageToken(page);
+        const std::optional<QString> token = readEventsPage(page, account, calendar, result);
         return token ? std::optional(pageURL(token)) : std::nullopt;
     };
     const QUrl first = pageURL(std::nullopt);
     QCoro::Task<> reading = m_requester.getPages(first, std::move(accessToken), consume);
     co_await std::move(reading);
     co_return result;
+}
+
+std::optional<QString> GoogleCalendarClient::readEventsPage(const QJsonObject& page,
+                                                            const RemoteCalendarAccountMetadata& account,
+                                                            const RemoteCalendarDescriptor& calendar,
+                                                            std::vector<RemoteMeetingOccurrence>& occurrences)
+{
+    for (const QJsonValue& value : pageItems(page)) {
+        if (auto occurrence = occurrenceFromEvent(value.toObject(), account, calendar)) {
+            occurrences.push_back(std::move(*occurrence));
+        }
+    }
+    return nextPageToken(page);
 }
 
 } // namespace orvane

@@ -48,6 +48,12 @@ public:
     /// `{"error":"…","error_description":"…"}` the userinfo endpoint answers with.
     static std::optional<QString> errorMessage(const QByteArray& body);
 
+    /// Appends the occurrences of one events.list page to `occurrences` (malformed events are skipped) and returns
+    /// the next page's token. Throws RemoteHTTPError::InvalidResponse for a page that is not a list.
+    static std::optional<QString> readEventsPage(const QJsonObject& page, const RemoteCalendarAccountMetadata& account,
+                                                 const RemoteCalendarDescriptor& calendar,
+                                                 std::vector<RemoteMeetingOccurrence>& occurrences);
+
 private:
     Endpoints m_endpoints;
     RemoteJSONRequester m_requester;

@@ -414,16 +414,23 @@ MicrosoftGraphCalendarClient::occurrences(RemoteCalendarAccountMetadata account,
         {"Prefer", R"(outlook.timezone="UTC", outlook.body-content-type="text")"}};
 
     std::vector<RemoteMeetingOccurrence> result;
-    const auto readEvent = [&](const QJsonObject& event) {
-        if (auto mapped = occurrence(event, account, calendar)) {
-            result.push_back(std::move(*mapped));
-        }
-    };
-    const RemoteJSONRequester::PageConsumer consume = [&readEvent](const QJsonObject& page) {
-        return readCollectionPage(page, readEvent);
+    const RemoteJSONRequester::PageConsumer consume = [&](const QJsonObject& page) {
+        return readEventsPage(page, account, calendar, result);
     };
     co_await m_requester.getPages(first, accessToken, consume, headers);
     co_return result;
+}
+
+std::optional<QUrl> MicrosoftGraphCalendarClient::readEventsPage(const QJsonObject& page,
+                                                                 const RemoteCalendarAccountMetadata& account,
+                                                                 const RemoteCalendarDescriptor& calendar,
+                                                                 std::vector<RemoteMeetingOccurrence>& occurrences)
+{
+    return readCollectionPage(page, [&](const QJsonObject& event) {
+        if (auto mapped = occurrence(event, account, calendar)) {
+            occurrences.push_back(std::move(*mapped));
+        }
+    });
 }
 
 } // namespace orvane

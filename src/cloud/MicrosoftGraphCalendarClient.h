@@ -49,6 +49,13 @@ public:
     /// the code; absent for any other body.
     static std::optional<QString> errorMessage(const QByteArray& body);
 
+    /// Appends the occurrences of one calendarView page to `occurrences` (malformed events and series masters are
+    /// skipped) and returns the next page's link. Throws RemoteHTTPError::InvalidResponse for a page that is not a
+    /// collection or whose next link is not an absolute URL.
+    static std::optional<QUrl> readEventsPage(const QJsonObject& page, const RemoteCalendarAccountMetadata& account,
+                                              const RemoteCalendarDescriptor& calendar,
+                                              std::vector<RemoteMeetingOccurrence>& occurrences);
+
 private:
     QCoro::Task<std::optional<QString>> tenantIdentifier(RemoteAccessTokenProvider accessToken);
 

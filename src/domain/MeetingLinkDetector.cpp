@@ -106,7 +106,8 @@ bool hasWebScheme(const QUrl& url)
 
 bool isWebLink(const QUrl& url)
 {
-    return hasWebScheme(url) && !url.host().isEmpty();
+    // An unparseable URL can still report a scheme and host ("https://host:port-that-is-not/…"); it opens nothing.
+    return url.isValid() && hasWebScheme(url) && !url.host().isEmpty();
 }
 
 bool isRecognizedMeetingLink(const QUrl& url)

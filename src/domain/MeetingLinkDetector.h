@@ -38,7 +38,7 @@ std::optional<QUrl> detect(const std::optional<QUrl>& structuredURL, const std::
 /// punctuation ".,;:!?)]}" trimmed from both ends; candidates that do not parse as URLs are dropped.
 std::vector<QUrl> extractLinks(QStringView text);
 
-/// An http or https URL (scheme in any case) with a host.
+/// A valid http or https URL (scheme in any case) with a host.
 bool isWebLink(const QUrl& url);
 
 /// A web link whose host, lower-cased, is one of the recognised hosts or a subdomain of one.

@@ -156,6 +156,11 @@ const DetectionCase orderCases[] = {
      .structuredURL = u"//intranet.example.com/standup"_s,
      .location = zoomInLocation,
      .expected = zoomInLocation},
+    // A calendar service's conference link that does not parse (an invalid port) is no link at all.
+    {.name = "UnparsableUrlFieldFallsThrough",
+     .structuredURL = u"https://teams.microsoft:.com/l/meetup-join/1"_s,
+     .location = zoomInLocation,
+     .expected = zoomInLocation},
     {.name = "LocationBeforeNotes", .location = zoomInLocation, .notes = meetInNotes, .expected = zoomInLocation},
     {.name = "UnrecognisedLocationFallsToNotes",
      .location = u"https://maps.example.com/room-4"_s,
