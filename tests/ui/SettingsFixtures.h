@@ -4,7 +4,9 @@
 // The settings window's model as a value the tests set, a login-item service they script, and the sample data
 // both the offscreen tests and the screenshots show.
 
+#include "ui/AboutViewModel.h"
 #include "ui/ConnectedAccountsViewModel.h"
+#include "ui/OnboardingViewModel.h"
 #include "ui/LaunchAtLoginService.h"
 #include "ui/SettingsViewModel.h"
 
@@ -258,6 +260,59 @@ inline void fill(FakeConnectedAccountsModel& model)
     model.clientIDs = {{RemoteCalendarProviderKind::google, u"1234-desktop.apps.googleusercontent.com"_s},
                        {RemoteCalendarProviderKind::microsoft, u"6731de76-14a6-49ae-97bc-6eba6914391e"_s}};
     model.preconfigured = {RemoteCalendarProviderKind::google};
+}
+
+/// Onboarding's model as values the tests set.
+class FakeOnboardingModel final : public orvane::OnboardingModel {
+public:
+    CalendarAuthorizationState state = CalendarAuthorizationState::fullAccess;
+    std::vector<CalendarGroup> groups;
+    std::optional<QSet<QString>> stored;
+    bool completed = false;
+    std::optional<QSet<QString>> saved;
+    int accessRequests = 0;
+    int refreshes = 0;
+
+    CalendarAuthorizationState authorizationState() const override { return state; }
+    std::vector<CalendarGroup> calendarGroups() const override { return groups; }
+    std::optional<QSet<QString>> selectedCalendars() const override { return stored; }
+    bool hasCompletedOnboarding() const override { return completed; }
+    std::optional<QString> lastError() const override { return std::nullopt; }
+    void requestCalendarAccess() override { ++accessRequests; }
+    void refresh() override { ++refreshes; }
+    void setSelectedCalendars(const QSet<QString>& identifiers) override { saved = identifiers; }
+    void setOnboardingCompleted() override { completed = true; }
+    bool openCalendarApplication() override { return false; }
+};
+
+/// "home" and "birthdays" on this computer, "work" in a Google account.
+inline std::vector<CalendarGroup> threeCalendars()
+{
+    const auto calendar = [](const QString& identifier, CalendarSourceKind kind, const QString& source) {
+        return CalendarDescriptor{.identifier = identifier,
+                                  .title = identifier,
+                                  .sourceIdentifier = source,
+                                  .sourceTitle = source,
+                                  .sourceKind = kind};
+    };
+    const auto local = CalendarSourceKind::local;
+    return {{u"local"_s,
+             u"Personal"_s,
+             local,
+             {calendar(u"home"_s, local, u"Personal"_s), calendar(u"birthdays"_s, local, u"Personal"_s)}},
+            {u"g"_s,
+             u"me@example.com"_s,
+             CalendarSourceKind::google,
+             {calendar(u"work"_s, CalendarSourceKind::google, u"me@example.com"_s)}}};
+}
+
+/// Build values as the about window reads them.
+inline AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
+{
+    return [values = std::move(values)](const QString& key) -> std::optional<QString> {
+        const auto found = values.find(key);
+        return found == values.end() ? std::nullopt : std::optional(found->second);
+    };
 }
 
 } // namespace settingsfixtures

@@ -8,8 +8,6 @@
 #include "ui/WindowTexts.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QImage>
 #include <QTest>
 #include <QQuickItem>
 #include <QQuickWindow>
@@ -28,53 +26,13 @@ using orvane::CalendarSourceKind;
 using orvane::OnboardingViewModel;
 using orvane::WindowCoordinator;
 using Step = OnboardingViewModel::Step;
+using settingsfixtures::FakeOnboardingModel;
+using settingsfixtures::bundle;
+using settingsfixtures::threeCalendars;
 
 namespace {
 
 /// The application model as onboarding sees it, with what it was asked to do.
-class FakeOnboardingModel final : public orvane::OnboardingModel {
-public:
-    CalendarAuthorizationState state = CalendarAuthorizationState::fullAccess;
-    std::vector<CalendarGroup> groups;
-    std::optional<QSet<QString>> stored;
-    bool completed = false;
-    std::optional<QSet<QString>> saved;
-    int accessRequests = 0;
-    int refreshes = 0;
-
-    CalendarAuthorizationState authorizationState() const override { return state; }
-    std::vector<CalendarGroup> calendarGroups() const override { return groups; }
-    std::optional<QSet<QString>> selectedCalendars() const override { return stored; }
-    bool hasCompletedOnboarding() const override { return completed; }
-    std::optional<QString> lastError() const override { return std::nullopt; }
-    void requestCalendarAccess() override { ++accessRequests; }
-    void refresh() override { ++refreshes; }
-    void setSelectedCalendars(const QSet<QString>& identifiers) override { saved = identifiers; }
-    void setOnboardingCompleted() override { completed = true; }
-    bool openCalendarApplication() override { return false; }
-};
-
-/// "home" and "birthdays" on this computer, "work" in a Google account.
-std::vector<CalendarGroup> threeCalendars()
-{
-    const auto calendar = [](const QString& identifier, CalendarSourceKind kind, const QString& source) {
-        return CalendarDescriptor{.identifier = identifier,
-                                  .title = identifier,
-                                  .sourceIdentifier = source,
-                                  .sourceTitle = source,
-                                  .sourceKind = kind};
-    };
-    const auto local = CalendarSourceKind::local;
-    return {{u"local"_s,
-             u"Personal"_s,
-             local,
-             {calendar(u"home"_s, local, u"Personal"_s), calendar(u"birthdays"_s, local, u"Personal"_s)}},
-            {u"g"_s,
-             u"me@example.com"_s,
-             CalendarSourceKind::google,
-             {calendar(u"work"_s, CalendarSourceKind::google, u"me@example.com"_s)}}};
-}
-
 TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
 {
     const struct {
@@ -249,14 +207,6 @@ TEST(OnboardingViewModelTest, FinishingStoresTheChoiceAndMarksOnboardingDone)
     }
 }
 
-AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
-{
-    return [values = std::move(values)](const QString& key) -> std::optional<QString> {
-        const auto found = values.find(key);
-        return found == values.end() ? std::nullopt : std::optional(found->second);
-    };
-}
-
 TEST(AboutViewModelTest, VersionLine)
 {
     const std::pair<std::map<QString, QString>, QString> cases[] = {
@@ -322,15 +272,6 @@ private:
     }
     QtMessageHandler m_previous;
 };
-
-/// Saves what the window shows, for a person to look at, under the test's build directory.
-void saveScreenshot(QQuickWindow& window, const QString& name)
-{
-    const QDir directory(QCoreApplication::applicationDirPath() + u"/artifacts"_s);
-    directory.mkpath(u"."_s);
-    QCoreApplication::processEvents(); // lets the first layout and the icons' layers settle
-    window.grabWindow().save(directory.filePath(name));
-}
 
 /// The item named `objectName` anywhere in the window: among QObject children and, for what loaders, repeaters and
 /// popups create, among the visual children too.
@@ -398,11 +339,9 @@ TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
     EXPECT_EQ(onboarding.title(), u"Welcome to Orvane"_s);
     EXPECT_TRUE(onboarding.isVisible());
     EXPECT_EQ(textOf(onboarding, "stepCounter"), u"Step 1 of 3"_s);
-    saveScreenshot(onboarding, u"onboarding-welcome.png"_s);
     windows.onboardingViewModel()->continueFromWelcome();
     windows.onboardingViewModel()->chooseCalendars();
     EXPECT_EQ(textOf(onboarding, "selectionCounter"), u"3 of 3 selected"_s);
-    saveScreenshot(onboarding, u"onboarding-calendars.png"_s);
 
     // An open window keeps the user's place; a closed one starts over.
     windows.openOnboarding();
@@ -420,7 +359,6 @@ TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
     QQuickWindow& about = *windows.aboutWindow();
     EXPECT_EQ(about.title(), u"About Orvane"_s);
     EXPECT_EQ(textOf(about, "versionLine"), u"Version 0.1.0 (1)"_s);
-    saveScreenshot(about, u"about.png"_s);
     windows.openAbout();
     EXPECT_EQ(windows.aboutWindow(), &about);
 
