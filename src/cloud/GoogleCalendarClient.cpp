@@ -371,13 +371,8 @@ QCoro::Task<std::vector<RemoteMeetingOccurrence>>
 GoogleCalendarClient::occurrences(RemoteCalendarAccountMetadata account, RemoteCalendarDescriptor calendar,
                                   FetchInterval interval, RemoteAccessTokenProvider accessToken)
 {
-    const auto decoded = RemoteCalendarIdentityNamespace::decodeCalendarIdentifier(calendar.identifier);
-    if (!decoded || decoded->accountID != account.id) {
-        // Another account's calendar would be asked for with this account's token.
-        throw RemoteHTTPError(RemoteHTTPError::InvalidURL{});
-    }
     const QUrl base = m_endpoints.apiBase;
-    const QString calendarId = decoded->providerCalendarIdentifier;
+    const QString calendarId = providerCalendarIdentifier(account, calendar);
     // Google's bounds are exclusive and whole seconds will do: widen the closed interval to whole seconds outward.
     const QString timeMin = utcTimestamp(std::floor(interval.start.unixTime()));
     const QString timeMax = utcTimestamp(std::ceil(interval.end.unixTime()));

@@ -395,12 +395,8 @@ QCoro::Task<std::vector<RemoteMeetingOccurrence>>
 MicrosoftGraphCalendarClient::occurrences(RemoteCalendarAccountMetadata account, RemoteCalendarDescriptor calendar,
                                           FetchInterval interval, RemoteAccessTokenProvider accessToken)
 {
-    const auto decoded = RemoteCalendarIdentityNamespace::decodeCalendarIdentifier(calendar.identifier);
-    // A calendar of another account must not be read with this account's token.
-    if (!decoded || decoded->accountID != account.id) {
-        throw RemoteHTTPError(RemoteHTTPError::InvalidURL{});
-    }
-    const QString calendarSegment = QString::fromLatin1(QUrl::toPercentEncoding(decoded->providerCalendarIdentifier));
+    const QString calendarSegment =
+        QString::fromLatin1(QUrl::toPercentEncoding(providerCalendarIdentifier(account, calendar)));
     const QUrl first = graphURL(
         m_endpoints.graphBase, u"/me/calendars/"_s + calendarSegment + u"/calendarView"_s,
         {{u"startDateTime"_s, queryTime(std::floor(interval.start.secondsSinceReferenceDate))},

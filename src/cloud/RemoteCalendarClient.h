@@ -58,4 +58,9 @@ public:
 /// The title of an account's calendar group: the address the user signed in with, else the account's name.
 QString remoteSourceTitle(const RemoteCalendarAccountMetadata& account);
 
+/// The provider's own identifier of `calendar`, which must be a calendar of `account`: another account's calendar
+/// would be asked for with this account's token. Throws RemoteHTTPError::InvalidURL otherwise.
+QString providerCalendarIdentifier(const RemoteCalendarAccountMetadata& account,
+                                   const RemoteCalendarDescriptor& calendar);
+
 } // namespace orvane

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cloud/RemoteJSONRequester.h"
 
+#include "cloud/RemoteCalendarIdentityNamespace.h"
 #include "cloud/RemoteHTTPError.h"
 #include "cloud/RemoteHTTPOrigin.h"
 #include "cloud/RemoteHTTPRequest.h"
@@ -134,6 +135,16 @@ QCoro::Task<> RemoteJSONRequester::getPages(QUrl first, RemoteAccessTokenProvide
         const QJsonObject object = co_await get(url, accessToken, headers);
         next = consume(object);
     }
+}
+
+QString providerCalendarIdentifier(const RemoteCalendarAccountMetadata& account,
+                                   const RemoteCalendarDescriptor& calendar)
+{
+    const auto decoded = RemoteCalendarIdentityNamespace::decodeCalendarIdentifier(calendar.identifier);
+    if (!decoded || decoded->accountID != account.id) {
+        throw RemoteHTTPError(RemoteHTTPError::InvalidURL{});
+    }
+    return decoded->providerCalendarIdentifier;
 }
 
 QString remoteSourceTitle(const RemoteCalendarAccountMetadata& account)
