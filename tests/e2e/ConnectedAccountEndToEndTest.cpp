@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A Google account from connection to disconnection, as a user goes through it: the sign-in in the user's browser
-// (headless Chromium) against a local authorization server, the refresh token in a real keyring, the calendars and
-// events read from a local server shaped like the Google Calendar API, the alert for the account's meeting, and a
-// disconnection that leaves neither token nor metadata behind. Only the clock, timers and alert window are stand-ins.
+// A Google and a Microsoft account from connection to disconnection, as a user goes through it: the sign-in in the
+// user's browser (headless Chromium) against a local authorization server, the refresh token in a real keyring, the
+// calendars and events read from a local server shaped like the Google Calendar API or Microsoft Graph, the alert for
+// the account's meeting, and a disconnection that leaves neither token nor metadata behind. Only the clock, timers
+// and alert window are stand-ins.
 #include "alert/AlertPresentationSessionMonitoring.h"
 #include "alert/FullScreenAlertController.h"
 #include "alert/SecureEventInputActivationGate.h"
@@ -115,7 +116,75 @@ public:
     LocalHttpServer server;
 };
 
-class ConnectedAccountEndToEnd : public ::testing::Test {
+/// Microsoft Graph as it answers a work account: `/me`, its organisation, the calendars and a calendar view, each
+/// checking the bearer token the sign-in issued.
+class LocalMicrosoftGraph {
+public:
+    explicit LocalMicrosoftGraph(double meetingStart)
+    {
+        const auto authorized = [](const LocalHttpRequest& request, QJsonObject body) {
+            if (!request.header("Authorization").value_or(QByteArray()).startsWith("Bearer access-")) {
+                return LocalHttpResponse::json(
+                    401, R"({"error":{"code":"InvalidAuthenticationToken","message":"Access token is empty."}})");
+            }
+            return LocalHttpResponse::json(200, QJsonDocument(body).toJson(QJsonDocument::Compact));
+        };
+        const auto graphTime = [](double date) {
+            return QJsonObject{{u"dateTime"_s, Date{date}.toDateTime().toString(u"yyyy-MM-ddTHH:mm:ss.zzz0000"_s)},
+                               {u"timeZone"_s, u"UTC"_s}};
+        };
+        server.route("GET", "/v1.0/me", [=](const LocalHttpRequest& request) {
+            return authorized(request, {{u"id"_s, u"87d349ed-44d7-43e1-9a83-5f2406dee5bd"_s},
+                                        {u"displayName"_s, u"Ada Lovelace"_s},
+                                        {u"mail"_s, u"ada@contoso.com"_s},
+                                        {u"userPrincipalName"_s, u"ada@contoso.com"_s}});
+        });
+        server.route("GET", "/v1.0/organization", [=](const LocalHttpRequest& request) {
+            return authorized(request,
+                              {{u"value"_s, QJsonArray{QJsonObject{{u"id"_s, u"84da0dd2-5f3a-4ce1-9b8e-bc3e2b2d1e0f"_s}}}}});
+        });
+        server.route("GET", "/v1.0/me/calendars", [=](const LocalHttpRequest& request) {
+            return authorized(
+                request,
+                {{u"value"_s,
+                  QJsonArray{QJsonObject{{u"id"_s, u"AAMkCal"_s},
+                                         {u"name"_s, u"Calendar"_s},
+                                         {u"hexColor"_s, u"#0078d4"_s},
+                                         {u"canEdit"_s, true},
+                                         {u"isDefaultCalendar"_s, true},
+                                         {u"owner"_s, QJsonObject{{u"address"_s, u"ada@contoso.com"_s}}}},
+                             QJsonObject{{u"id"_s, u"AAMkTeam"_s},
+                                         {u"name"_s, u"Team"_s},
+                                         {u"canEdit"_s, false},
+                                         {u"owner"_s, QJsonObject{{u"address"_s, u"grace@contoso.com"_s}}}}}}});
+        });
+        const QJsonObject review{
+            {u"id"_s, u"AAMkReview"_s},
+            {u"subject"_s, u"Design review"_s},
+            {u"start"_s, graphTime(meetingStart)},
+            {u"end"_s, graphTime(meetingStart + 1800)},
+            {u"isAllDay"_s, false},
+            {u"isCancelled"_s, false},
+            {u"type"_s, u"singleInstance"_s},
+            {u"responseStatus"_s, QJsonObject{{u"response"_s, u"accepted"_s}}},
+            {u"attendees"_s, QJsonArray{QJsonObject{{u"type"_s, u"required"_s},
+                                                    {u"emailAddress"_s,
+                                                     QJsonObject{{u"address"_s, u"grace@contoso.com"_s}}}}}},
+            {u"onlineMeeting"_s, QJsonObject{{u"joinUrl"_s, u"https://teams.microsoft.com/l/meetup-join/19%3a1"_s}}},
+            {u"iCalUId"_s, u"040000008200E00074C5B7101A82E008"_s},
+        };
+        server.route("GET", "/v1.0/me/calendars/AAMkCal/calendarView", [=](const LocalHttpRequest& request) {
+            return authorized(request, {{u"value"_s, QJsonArray{review}}});
+        });
+        server.route("GET", "/v1.0/me/calendars/AAMkTeam/calendarView", [=](const LocalHttpRequest& request) {
+            return authorized(request, {{u"value"_s, QJsonArray{}}});
+        });
+    }
+
+    LocalHttpServer server;
+};
+
+class ConnectedAccountEndToEnd : public ::testing::TestWithParam<RemoteCalendarProviderKind> {
 protected:
     static void SetUpTestSuite()
     {
@@ -130,14 +199,20 @@ protected:
     static inline SecretServiceTestSession* keyringSession = nullptr;
 };
 
-TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
+TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
 {
+    const bool google = GetParam() == RemoteCalendarProviderKind::google;
+    const QString address = google ? u"ada@example.com"_s : u"ada@contoso.com"_s;
+    const QUrl joinLink = google ? QUrl(u"https://meet.google.com/abc-defg-hij"_s)
+                                 : QUrl(u"https://teams.microsoft.com/l/meetup-join/19%3a1"_s);
     ASSERT_FALSE(QStandardPaths::findExecutable(u"chromium"_s).isEmpty()) << "Debian's chromium package is needed";
     TemporaryDefaults defaults;
     FakeClock clock{Date{t0}};
     FakeTimerScheduler timers{clock};
     LocalOAuthProvider provider(u"desktop-secret"_s);
-    LocalGoogleCalendar google(t0 + 600);
+    provider.publicClients.insert(u"client-m"_s);
+    LocalGoogleCalendar googleService(t0 + 600);
+    LocalMicrosoftGraph graphService(t0 + 600);
     HeadlessBrowser browser;
 
     SettingsStore settings(defaults.database());
@@ -158,14 +233,19 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     UserDefaultsRemoteCalendarAccountStore accountStore(defaults.database());
     RemoteOAuthClientIDStore clientIDs(defaults.database(),
                                        {{RemoteOAuthClientIDStore::googleClientIDKey, u"client-g"_s},
-                                        {RemoteOAuthClientIDStore::googleClientSecretKey, u"desktop-secret"_s}});
-    GoogleCalendarClient googleClient(transport, {google.server.url(u"/"_s), google.server.url(u"/"_s)});
-    MicrosoftGraphCalendarClient microsoftClient(transport);
+                                        {RemoteOAuthClientIDStore::googleClientSecretKey, u"desktop-secret"_s},
+                                        {RemoteOAuthClientIDStore::microsoftClientIDKey, u"client-m"_s}});
+    GoogleCalendarClient googleClient(transport,
+                                      {googleService.server.url(u"/"_s), googleService.server.url(u"/"_s)});
+    MicrosoftGraphCalendarClient microsoftClient(transport, {graphService.server.url(u"/"_s)});
     CloudAccountCoordinator coordinator({accountStore, clientIDs, authorizer, tokens, keyring, repository, settings,
                                          exclusions, delivery, clock, googleClient, microsoftClient,
-                                         [&](RemoteCalendarProviderKind, const QString& clientID,
+                                         [&](RemoteCalendarProviderKind kind, const QString& clientID,
                                              const std::optional<QString>& secret) {
-                                             auto configuration = OAuthProviderConfiguration::google(clientID, secret);
+                                             auto configuration =
+                                                 kind == RemoteCalendarProviderKind::google
+                                                     ? OAuthProviderConfiguration::google(clientID, secret)
+                                                     : OAuthProviderConfiguration::microsoft(clientID);
                                              configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
                                              configuration.tokenEndpoint = provider.url(u"/token"_s);
                                              return configuration;
@@ -194,8 +274,10 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     EXPECT_FALSE(model.hasUsableCalendarSource());
 
     // Connect: the settings control starts the sign-in; the browser completes it.
-    accountsView.connectProvider(u"google"_s);
-    EXPECT_EQ(accountsView.progressText(), u"Waiting for the Google Calendar sign-in in your browser…"_s);
+    accountsView.connectProvider(rawValue(GetParam()));
+    EXPECT_EQ(accountsView.progressText(),
+              google ? u"Waiting for the Google Calendar sign-in in your browser…"_s
+                     : u"Waiting for the Outlook sign-in in your browser…"_s);
     ASSERT_TRUE(QTest::qWaitFor([&] { return !model.calendarGroups().empty() && !accountsView.isBusy(); }, 30'000))
         << model.lastError().value_or(u"(no error)"_s).toStdString();
     settle();
@@ -208,13 +290,13 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     ASSERT_EQ(shownAccounts.size(), 1);
     const QVariantMap shown = shownAccounts.front().toMap();
     EXPECT_EQ(shown[u"name"_s], u"Ada Lovelace"_s);
-    EXPECT_EQ(shown[u"address"_s], u"ada@example.com"_s);
+    EXPECT_EQ(shown[u"address"_s], address);
     EXPECT_FALSE(shown[u"needsReconnection"_s].toBool());
     ASSERT_EQ(model.calendarGroups().size(), 1u);
     const auto& group = model.calendarGroups().front();
-    EXPECT_EQ(group.sourceTitle, u"ada@example.com"_s);
+    EXPECT_EQ(group.sourceTitle, address);
     ASSERT_EQ(group.calendars.size(), 2u);
-    EXPECT_EQ(group.calendars[0].title, u"ada@example.com"_s);
+    EXPECT_EQ(group.calendars[0].title, google ? address : u"Calendar"_s);
     EXPECT_EQ(group.calendars[1].title, u"Team"_s);
     const auto account = model.remoteAccounts().front();
     EXPECT_EQ(runTask(keyring.readRefreshToken(RemoteAccountCredentials::keyringAccount(account))),
@@ -228,16 +310,17 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     const auto panel = windows.alertPanel();
     ASSERT_TRUE(panel);
     ASSERT_EQ(panel->content.meetings.size(), 1u);
-    EXPECT_EQ(panel->content.meetings.front().meetingURL, QUrl(u"https://meet.google.com/abc-defg-hij"_s));
+    EXPECT_EQ(panel->content.meetings.front().meetingURL, joinLink);
     windows.pressEscape();
     settle();
 
-    // Disconnect: the Google grant is revoked, and nothing of the account is left.
+    // Disconnect: a Google grant is revoked (Microsoft has no revocation for public clients), and nothing of the
+    // account is left.
     accountsView.disconnect(shown[u"id"_s].toString());
     ASSERT_TRUE(QTest::qWaitFor([&] { return model.calendarGroups().empty() && !accountsView.isBusy(); }, 10'000));
     settle();
     EXPECT_FALSE(model.lastError()) << model.lastError()->toStdString();
-    EXPECT_TRUE(provider.revoked().contains(u"refresh-code-1"_s));
+    EXPECT_EQ(provider.revoked().contains(u"refresh-code-1"_s), google);
     EXPECT_EQ(runTask(keyring.readRefreshToken(RemoteAccountCredentials::keyringAccount(account))), std::nullopt);
     EXPECT_TRUE(accountStore.loadAccounts().empty());
     EXPECT_FALSE(defaults.fileBytes().contains(account.id.toString(QUuid::WithoutBraces).toUpper().toUtf8()));
@@ -245,5 +328,9 @@ TEST_F(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     EXPECT_TRUE(model.upcoming().empty());
     EXPECT_TRUE(delivery.records().empty());
 }
+
+INSTANTIATE_TEST_SUITE_P(Providers, ConnectedAccountEndToEnd,
+                         ::testing::Values(RemoteCalendarProviderKind::google, RemoteCalendarProviderKind::microsoft),
+                         [](const auto& info) { return rawValue(info.param).toStdString(); });
 
 } // namespace
