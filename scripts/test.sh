@@ -23,5 +23,5 @@ ctest --test-dir "$build" --output-on-failure --no-tests=error -j "$(nproc)"
 fuzz_build="$root/build/fuzz"
 CC=clang CXX=clang++ cmake -S "$root" -B "$fuzz_build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DORVANE_BUILD_FUZZERS=ON -DORVANE_BUILD_TESTS=OFF -DORVANE_BUILD_BENCHMARKS=OFF -DORVANE_WERROR=ON >/dev/null
-cmake --build "$fuzz_build" --target loopback_request_fuzzer token_response_fuzzer account_list_fuzzer
+cmake --build "$fuzz_build" --target fuzzers
 ctest --test-dir "$fuzz_build" --output-on-failure --no-tests=error -L fuzz
