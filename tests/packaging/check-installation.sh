@@ -26,7 +26,8 @@ icon="$prefix/share/icons/hicolor/scalable/apps/$id.svg"
 symbolic="$prefix/share/icons/hicolor/symbolic/apps/$id-symbolic.svg"
 
 [[ -x "$prefix/bin/orvane" ]] || fail "bin/orvane is missing or not executable"
-for file in "$desktop" "$metainfo" "$icon" "$symbolic"; do
+copyright="$prefix/share/doc/orvane/copyright"
+for file in "$desktop" "$metainfo" "$icon" "$symbolic" "$copyright"; do
     [[ -f "$file" ]] || fail "${file#"$prefix"/} is missing"
 done
 if [[ $failures -ne 0 ]]; then
@@ -53,6 +54,9 @@ grep -q "<binary>orvane</binary>" "$metainfo" || fail "the metainfo does not pro
 # Software centres show the newest release as the version; it must be the one being built.
 newest="$(sed -n 's/.*<release version="\([^"]*\)".*/\1/p' "$metainfo" | head -n 1)"
 [[ "$newest" == "$version" ]] || fail "the newest metainfo release is '$newest', the project is $version"
+
+# The package's licence statement must name the licence the sources carry.
+grep -q '^License: GPL-3+$' "$copyright" || fail "the copyright file does not state GPL-3+"
 
 if [[ $failures -ne 0 ]]; then
     exit 1
