@@ -68,11 +68,6 @@ std::optional<std::chrono::milliseconds> RemoteAccountCalendarSource::pendingRes
     return m_resync.isActive() ? std::optional(m_resync.remainingTimeAsDuration()) : std::nullopt;
 }
 
-const RemoteCalendarAccountMetadata& RemoteAccountCalendarSource::account() const
-{
-    return m_account;
-}
-
 QString RemoteAccountCalendarSource::key(const RemoteCalendarAccountMetadata& account)
 {
     return u"remote:"_s + account.id.toString(QUuid::WithoutBraces).toUpper();

@@ -39,8 +39,6 @@ public:
     /// How many calendars are fetched at once (at least one).
     void setConcurrentRequests(int count) { m_concurrentRequests = std::max(1, count); }
 
-    const RemoteCalendarAccountMetadata& account() const;
-
     QString key() const override;
     CalendarSourceHealthIssue::Source healthSource() const override;
     QString displayName() const override;

@@ -114,7 +114,6 @@ QString ConnectedAccountsViewModel::providerTitle(RemoteCalendarProviderKind pro
 QVariantMap ConnectedAccountsViewModel::texts() const
 {
     return {
-        {u"title"_s, u"Connected accounts"_s},
         {u"intro"_s, u"Read Google Calendar and Outlook (Microsoft 365) calendars directly, without adding them to "
                      u"the desktop's calendar. Connections are read-only: Orvane signs in through your browser and "
                      u"keeps only a refresh token, in the system keyring."_s},
@@ -124,7 +123,6 @@ QVariantMap ConnectedAccountsViewModel::texts() const
         {u"reconnect"_s, u"Reconnect…"_s},
         {u"disconnect"_s, u"Disconnect…"_s},
         {u"cancel"_s, u"Cancel"_s},
-        {u"unsupported"_s, u"Direct connections are not available in this copy of Orvane."_s},
     };
 }
 
