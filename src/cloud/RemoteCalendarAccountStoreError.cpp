@@ -33,6 +33,7 @@ QString RemoteCalendarAccountStoreError::description() const
             },
             [](const DuplicateAccountIdentifier&) { return u"Two accounts have the same identifier."_s; },
             [](const DuplicateProviderAccount&) { return u"The same provider account is connected twice."_s; },
+            [](const UnreadableDatabase&) { return u"Orvane's settings file, which lists them, cannot be read."_s; },
         },
         m_value);
 }

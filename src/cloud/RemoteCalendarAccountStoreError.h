@@ -41,9 +41,14 @@ public:
     struct DuplicateProviderAccount {
         friend bool operator==(const DuplicateProviderAccount&, const DuplicateProviderAccount&) = default;
     };
+    /// The settings file that holds the list cannot be read at all.
+    struct UnreadableDatabase {
+        friend bool operator==(const UnreadableDatabase&, const UnreadableDatabase&) = default;
+    };
 
-    using Case = std::variant<UnsupportedSchemaVersion, InvalidStoredType, MalformedEnvelope, InvalidPayload,
-                              InvalidAccountMetadata, DuplicateAccountIdentifier, DuplicateProviderAccount>;
+    using Case =
+        std::variant<UnsupportedSchemaVersion, InvalidStoredType, MalformedEnvelope, InvalidPayload,
+                     InvalidAccountMetadata, DuplicateAccountIdentifier, DuplicateProviderAccount, UnreadableDatabase>;
 
     explicit RemoteCalendarAccountStoreError(Case value);
 

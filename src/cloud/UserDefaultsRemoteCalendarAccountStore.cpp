@@ -39,6 +39,9 @@ UserDefaultsRemoteCalendarAccountStore::UserDefaultsRemoteCalendarAccountStore(D
 
 std::vector<RemoteCalendarAccountMetadata> UserDefaultsRemoteCalendarAccountStore::loadAccounts() const
 {
+    if (!m_database.isReadable()) {
+        throw Error(Error::UnreadableDatabase{});
+    }
     const QVariant stored = m_database.object(storageKey);
     if (!stored.isValid()) {
         return {};

@@ -6,14 +6,14 @@
 #include "calendars/CalendarRepository.h"
 #include "calendars/CalendarRepositoryError.h"
 #include "calendars/CloudAccountCoordinator.h"
+#include "calendars/CompositeCalendarRepository.h"
 #include "calendars/RemoteAccountError.h"
 #include "cloud/RemoteCalendarAccountStoreError.h"
 #include "cloud/RemoteCalendarIdentityNamespace.h"
-#include "oauth/OAuthError.h"
-#include "oauth/RemoteOAuthClientIDStore.h"
-#include "calendars/CompositeCalendarRepository.h"
 #include "domain/Overloaded.h"
 #include "model/SystemEventSource.h"
+#include "oauth/OAuthError.h"
+#include "oauth/RemoteOAuthClientIDStore.h"
 #include "persistence/DefaultsDatabase.h"
 #include "persistence/DeliveryStoring.h"
 #include "persistence/ExclusionStoring.h"
@@ -45,7 +45,7 @@ QString failureText(const AlertSchedulerFailure& failure)
     case Operation::reconcilingPersistence:
         return u"Unable to update the stored calendar choices: "_s + failure.underlyingError;
     case Operation::recordingDelivery:
-        return u"Unable to record the reminder: "_s + failure.underlyingError;
+        return AppModel::recordingFailedPrefix + failure.underlyingError + u" "_s + AppModel::recordingFailedNote;
     case Operation::pruningHistory:
         return u"Unable to clear old reminder history: "_s + failure.underlyingError;
     }
@@ -365,6 +365,11 @@ QCoro::Task<> AppModel::disconnectRemoteAccount(QUuid accountID)
 
 bool AppModel::hasCompletedOnboarding() const
 {
+    // A settings file that cannot be read says nothing either way; starting onboarding over would be wrong, and
+    // the stored-data review is where the user is needed.
+    if (isDatabaseUnreadable()) {
+        return true;
+    }
     // Written as text; a boolean (from an older build or another tool) counts too.
     const QVariant value = m_dependencies.defaults.object(onboardingCompletedKey);
     switch (value.typeId()) {
@@ -504,8 +509,61 @@ void AppModel::removeAllExclusions()
     refresh();
 }
 
+QString AppModel::storageLocation() const
+{
+    return m_dependencies.defaults.location();
+}
+
+bool AppModel::isDatabaseUnreadable() const
+{
+    const auto issues = m_dependencies.scheduler.persistenceIssues();
+    return std::any_of(issues.begin(), issues.end(), [](const PersistenceIssue& issue) {
+        return std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(issue.failure.value);
+    });
+}
+
+void AppModel::watchUnreadableDatabase()
+{
+    if (m_watchingDatabase || !isDatabaseUnreadable()) {
+        return;
+    }
+    m_watchingDatabase = true;
+    m_dependencies.defaults.watchUntilReadable([self = QPointer<AppModel>(this)] {
+        if (self) {
+            self->databaseBecameReadable();
+        }
+    });
+}
+
+void AppModel::databaseBecameReadable()
+{
+    m_watchingDatabase = false;
+    // Each record now gets its own verdict; the scheduler resumes once none is unreadable.
+    m_dependencies.settingsStore.reloadAfterDatabaseRecovered();
+    m_dependencies.exclusionStore.reloadAfterDatabaseRecovered();
+    m_dependencies.deliveryStore.reloadAfterDatabaseRecovered();
+    loadRemoteAccounts();
+    m_dependencies.alertController.setShowsOnAllDisplays(m_dependencies.settingsStore.settings().showsOnAllDisplays);
+    Q_EMIT changed();
+    refresh();
+}
+
 void AppModel::recoverUnreadableRecord(PersistenceComponent component)
 {
+    if (isDatabaseUnreadable()) {
+        // The file as a whole cannot be read, so no record in it can be reset on its own: the file is moved aside,
+        // its bytes kept, and a fresh one starts.
+        QString aside;
+        try {
+            aside = m_dependencies.defaults.moveAside();
+        } catch (const PersistenceStoreError& error) {
+            commandFailed(calendarRecoveryFailedPrefix + error.description());
+            return;
+        }
+        commandFailed(databaseMovedAsidePrefix + aside + u"; Orvane started a fresh one."_s);
+        databaseBecameReadable();
+        return;
+    }
     // Only the named record is reset: the others keep their bytes even if they are unreadable too, because each
     // reset costs the user something different and is confirmed on its own.
     const auto reset = [](auto& store) {
@@ -588,10 +646,14 @@ QCoro::Task<> AppModel::start()
     m_dependencies.alertController.setShowsOnAllDisplays(m_dependencies.settingsStore.settings().showsOnAllDisplays);
 
     auto& events = m_dependencies.systemEvents;
-    for (const auto signal : {&SystemEventSource::clockChanged, &SystemEventSource::timeZoneChanged,
-                              &SystemEventSource::didWake, &SystemEventSource::sessionDidBecomeActive}) {
+    auto& scheduler = m_dependencies.scheduler;
+    for (const auto signal : {&SystemEventSource::timeZoneChanged, &SystemEventSource::sessionDidBecomeActive}) {
         connect(&events, signal, this, &AppModel::refresh);
     }
+    // Waking sets the clock and fires the timers as well: the scheduler makes one refresh of all three.
+    connect(&events, &SystemEventSource::willSleep, &scheduler, &AlertScheduler::suspend);
+    connect(&events, &SystemEventSource::didWake, &scheduler, &AlertScheduler::resume);
+    connect(&events, &SystemEventSource::clockChanged, &scheduler, &AlertScheduler::clockDidChange);
     m_dependencies.scheduler.setEventHandler([this](const AlertSchedulerEvent& event) { handle(event); });
     connect(&m_dependencies.repository, &CompositeCalendarRepository::healthIssuesChanged, this, &AppModel::changed);
     connect(&m_dependencies.localCalendars, &CalendarRepository::authorizationStateChanged, this,
@@ -660,21 +722,65 @@ void AppModel::handle(const AlertSchedulerEvent& event)
                    [this](const AlertSchedulerEvent::StateChanged& state) { updateFromScheduler(state.snapshot); },
                    [this](const AlertSchedulerEvent::AlertsDue& due) { present(due.batch); },
                    [this](const AlertSchedulerEvent::Failed& failed) {
-                       const bool issuesChanged =
-                           assign(m_persistenceIssues, m_dependencies.scheduler.persistenceIssues());
-                       const bool errorChanged = assign(m_lastError, std::optional(failureText(failed.failure)));
-                       m_lastErrorIsFetchFailure = failed.failure.operation == Operation::fetchingMeetings;
-                       if (issuesChanged || errorChanged) {
+                       const QString text = failureText(failed.failure);
+                       bool published = assign(m_persistenceIssues, m_dependencies.scheduler.persistenceIssues());
+                       published |= assign(m_lastError, std::optional(text));
+                       m_lastErrorOperation = failed.failure.operation;
+                       std::erase_if(m_backgroundFailures,
+                                     [&](const auto& entry) { return entry.first == failed.failure.operation; });
+                       if (failed.failure.operation != Operation::readingPersistence) {
+                           m_backgroundFailures.emplace_back(failed.failure.operation, text);
+                       }
+                       watchUnreadableDatabase();
+                       if (published) {
                            Q_EMIT changed();
                        }
                    },
-                   [this](const AlertSchedulerEvent::RefreshSucceeded&) {
-                       if (m_lastErrorIsFetchFailure) {
-                           setLastError(std::nullopt);
-                       }
+                   [](const AlertSchedulerEvent::RefreshSucceeded&) {},
+                   [this](const AlertSchedulerEvent::Recovered& recovered) {
+                       backgroundOperationRecovered(recovered.operation);
                    },
                },
                event.value);
+}
+
+void AppModel::backgroundOperationRecovered(AlertSchedulerFailure::Operation operation)
+{
+    const bool wasFailing =
+        std::erase_if(m_backgroundFailures, [&](const auto& entry) { return entry.first == operation; }) > 0;
+    // The text shown goes with its failure; another failure still current takes its place.
+    if (m_lastErrorOperation == operation) {
+        m_lastErrorOperation.reset();
+        std::optional<QString> next;
+        if (!m_backgroundFailures.empty()) {
+            m_lastErrorOperation = m_backgroundFailures.back().first;
+            next = m_backgroundFailures.back().second;
+        }
+        if (assign(m_lastError, std::move(next))) {
+            Q_EMIT changed();
+            return;
+        }
+    }
+    if (wasFailing && operation == Operation::recordingDelivery) {
+        Q_EMIT changed();
+    }
+}
+
+std::optional<QString> AppModel::recordingFailure() const
+{
+    for (const auto& [operation, text] : m_backgroundFailures) {
+        if (operation == Operation::recordingDelivery) {
+            return text;
+        }
+    }
+    return std::nullopt;
+}
+
+void AppModel::setAlertsHeldForLock(bool held)
+{
+    if (assign(m_alertsHeldForLock, held)) {
+        Q_EMIT changed();
+    }
 }
 
 void AppModel::updateFromScheduler(const AlertSchedulerSnapshot& snapshot)
@@ -685,10 +791,11 @@ void AppModel::updateFromScheduler(const AlertSchedulerSnapshot& snapshot)
     const QString paused = QString::fromUtf16(persistencePausedMessage);
     if (!m_persistenceIssues.empty()) {
         published |= assign(m_lastError, std::optional(paused));
-        m_lastErrorIsFetchFailure = false;
+        m_lastErrorOperation = Operation::readingPersistence;
     } else if (m_lastError == paused) {
         published |= assign(m_lastError, std::optional<QString>());
     }
+    watchUnreadableDatabase();
     // The alerts were settled elsewhere (or the scheduler paused): nothing is left to answer on screen.
     auto& controller = m_dependencies.alertController;
     if (snapshot.activeBatches.empty() && !m_isShowingTestAlert && controller.isPresenting()) {
@@ -940,7 +1047,7 @@ void AppModel::commandSucceeded()
 
 void AppModel::setLastError(std::optional<QString> error)
 {
-    m_lastErrorIsFetchFailure = false;
+    m_lastErrorOperation.reset();
     if (assign(m_lastError, std::move(error))) {
         Q_EMIT changed();
     }

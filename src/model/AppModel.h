@@ -111,6 +111,13 @@ public:
     /// Resetting an unreadable record failed; the store's description follows.
     static inline const QString calendarRecoveryFailedPrefix =
         QStringLiteral("Calendar recovery failed without resetting unrelated data: ");
+    /// The unreadable settings file was moved aside to make way for a fresh one; its new path follows.
+    static inline const QString databaseMovedAsidePrefix = QStringLiteral("The unreadable settings file was kept as ");
+    /// Shown alerts or snoozes could not be written; the store's description and recordingFailedNote follow.
+    static inline const QString recordingFailedPrefix = QStringLiteral("Reminders cannot be recorded: ");
+    static inline const QString recordingFailedNote =
+        QStringLiteral("Alerts still show. Orvane remembers what it showed until it quits and records it as soon as it "
+                       "can.");
 
     explicit AppModel(AppModelDependencies dependencies, QObject* parent = nullptr);
     ~AppModel() override;
@@ -125,6 +132,8 @@ public:
     const std::vector<CalendarSourceHealthIssue>& calendarSourceHealthIssues() const;
     /// The unreadable stored records that pause alerts.
     const std::vector<PersistenceIssue>& persistenceIssues() const { return m_persistenceIssues; }
+    /// Where the stored records are kept.
+    QString storageLocation() const;
     /// At least one source (the desktop calendars with access, or a usable connected account) can deliver events.
     bool hasUsableCalendarSource() const;
     /// The connected cloud accounts in listing order.
@@ -144,6 +153,12 @@ public:
     bool hasPreconfiguredOAuthClientID(RemoteCalendarProviderKind provider) const;
     bool hasCompletedOnboarding() const;
     bool isShowingTestAlert() const { return m_isShowingTestAlert; }
+    /// Why shown alerts cannot be recorded, while that is so (alerts still show).
+    std::optional<QString> recordingFailure() const;
+    /// Alerts wait because the screen is locked (or the session looks locked).
+    bool areAlertsHeldForLock() const { return m_alertsHeldForLock; }
+    /// Told by whoever watches the session, so that the menu can say why nothing alerts.
+    void setAlertsHeldForLock(bool held);
     /// The stored alert preferences, as settings shows them.
     const NotifierSettings& settings() const;
     /// The stored exclusions, for the list in settings.
@@ -177,7 +192,8 @@ public:
     void removeExclusions(const QSet<QUuid>& ids);
     void removeAllExclusions();
     /// Resets the unreadable record of `component` (and no other) to its empty state, then refreshes. Nothing
-    /// happens while that record is readable.
+    /// happens while that record is readable. When the whole settings file is unreadable, it is moved aside (kept)
+    /// and a fresh one starts, which is the only reset that can succeed then.
     void recoverUnreadableRecord(PersistenceComponent component);
     /// Re-attaches stored calendar choices to the current calendars: the reconciler does so after every successful
     /// fetch, so this refreshes. Refused with a CalendarRecoveryError text while any record is unreadable.
@@ -215,6 +231,11 @@ private:
     /// Saves the settings as `change` leaves them; refreshes when the schedule depends on what changed.
     void changeSettings(const std::function<void(NotifierSettings&)>& change, bool affectsSchedule);
     void updateFromScheduler(const AlertSchedulerSnapshot& snapshot);
+    void backgroundOperationRecovered(AlertSchedulerFailure::Operation operation);
+    /// The unreadable records are so because the whole settings file is.
+    bool isDatabaseUnreadable() const;
+    void watchUnreadableDatabase();
+    void databaseBecameReadable();
     QCoro::Task<> loadCalendars();
     /// Selection records, with fingerprints, of calendars listed now; absent when one of them is not listed.
     std::optional<std::vector<CalendarSelectionRecord>> selectionRecords(const QSet<QString>& identifiers) const;
@@ -227,8 +248,12 @@ private:
     std::vector<MeetingOccurrence> m_upcoming;
     bool m_isRefreshing = false;
     std::optional<QString> m_lastError;
-    /// The error shown is a failed fetch, which the next successful refresh takes back.
-    bool m_lastErrorIsFetchFailure = false;
+    /// The background operation whose failure is shown; its next success takes the text back.
+    std::optional<AlertSchedulerFailure::Operation> m_lastErrorOperation;
+    /// The background operations failing now, oldest first, with their texts.
+    std::vector<std::pair<AlertSchedulerFailure::Operation, QString>> m_backgroundFailures;
+    bool m_alertsHeldForLock = false;
+    bool m_watchingDatabase = false;
     /// The last command's failure, which the next successful command takes back if it is still shown.
     std::optional<QString> m_commandError;
     std::vector<PersistenceIssue> m_persistenceIssues;

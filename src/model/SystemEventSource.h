@@ -17,6 +17,8 @@ Q_SIGNALS:
     void clockChanged();
     /// The system time zone changed.
     void timeZoneChanged();
+    /// The machine is about to sleep.
+    void willSleep();
     /// The machine woke from sleep.
     void didWake();
     /// The user's session became active again (unlocked, or switched back to).

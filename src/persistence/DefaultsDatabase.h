@@ -7,6 +7,7 @@
 #include <QString>
 #include <QVariant>
 
+#include <functional>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -20,6 +21,17 @@ public:
 
     /// The value stored under `key`; invalid when nothing is.
     virtual QVariant object(const QString& key) const = 0;
+
+    /// Where the database is, as the user would look for it; empty when it has no such place.
+    virtual QString location() const { return {}; }
+    /// Whether the database itself can be read. One that cannot (a settings file that cannot be opened or parsed)
+    /// holds nothing to trust and takes no writes.
+    virtual bool isReadable() const { return true; }
+    /// Calls `readable` once, when an unreadable database can be read again (its permissions were fixed, say).
+    virtual void watchUntilReadable(std::function<void()> readable) { Q_UNUSED(readable); }
+    /// Moves an unreadable database aside, its bytes kept, so that a fresh one starts; returns where it now is.
+    /// Throws PersistenceStoreError (writeFailed) when it cannot.
+    virtual QString moveAside() { throw PersistenceStoreError(PersistenceStoreError::WriteFailed{}); }
 
     /// Stores each blob under its key and makes all of them durable in one step: afterwards either every value
     /// is on disk or none is and the database reads as before. Throws PersistenceStoreError (writeFailed).

@@ -44,6 +44,19 @@ DeliveryStore::DeliveryStore(DefaultsDatabase& defaults, QString key)
     : m_record(defaults, std::move(key), {1, 2, 3})
 {
     requireMainThread("DeliveryStore");
+    load();
+}
+
+void DeliveryStore::reloadAfterDatabaseRecovered()
+{
+    if (m_record.isInUnreadableDatabase()) {
+        load();
+    }
+}
+
+void DeliveryStore::load()
+{
+    m_state = DeliveryState{};
     if (auto loaded = m_record.load<DeliveryState>()) {
         m_state = {cleaned(std::move(loaded->records)), oneSnoozePerIdentity(loaded->snoozes)};
     }

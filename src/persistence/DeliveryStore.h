@@ -30,12 +30,14 @@ public:
     void applyCalendarIdentityMigrations(std::span<const CalendarIdentityMigration> migrations) override;
     void prune(Date deliveriesBefore, Date snoozesBefore) override;
     void resetAfterReadFailure() override;
+    void reloadAfterDatabaseRecovered() override;
 
     /// The guarded, encoded migration, for a batch with the other stores.
     VersionedDefaults::PreparedChange prepareMigrations(std::span<const CalendarIdentityMigration> migrations);
     DefaultsDatabase& database() const { return m_record.database(); }
 
 private:
+    void load();
     VersionedDefaults::PreparedChange prepare(DeliveryState state);
     void commit(DeliveryState state);
 

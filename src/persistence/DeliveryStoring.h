@@ -17,6 +17,10 @@ public:
 
     virtual ~DeliveryStoring() = default;
 
+    /// Reads the record again when it was unreadable only because its whole database was, which can be read now;
+    /// otherwise does nothing. The record then gets a verdict of its own.
+    virtual void reloadAfterDatabaseRecovered() {}
+
     virtual const std::vector<DeliveryRecord>& records() const = 0;
     virtual const std::vector<SnoozeRecord>& snoozes() const = 0;
     virtual const PersistenceReadState& readState() const = 0;

@@ -12,6 +12,19 @@ ExclusionStore::ExclusionStore(DefaultsDatabase& defaults, QString key)
     : m_record(defaults, std::move(key), {1, 2})
 {
     requireMainThread("ExclusionStore");
+    load();
+}
+
+void ExclusionStore::reloadAfterDatabaseRecovered()
+{
+    if (m_record.isInUnreadableDatabase()) {
+        load();
+    }
+}
+
+void ExclusionStore::load()
+{
+    m_matcher = ExclusionMatcher();
     if (auto loaded = m_record.load<std::vector<ExclusionRecord>>()) {
         m_matcher = ExclusionMatcher(*loaded);
     }

@@ -22,10 +22,12 @@ public:
     void removeAll() override;
     void applyCalendarIdentityMigrations(std::span<const CalendarIdentityMigration> migrations) override;
     void resetAfterReadFailure() override;
+    void reloadAfterDatabaseRecovered() override;
     /// Works with the settings and delivery stores of this same database; other stores are unsupported.
     void applyAtomicBatch(const AtomicStoreBatch& batch, SettingsStoring& settings, DeliveryStoring& delivery) override;
 
 private:
+    void load();
     VersionedDefaults::PreparedChange prepare(std::vector<ExclusionRecord> records);
     VersionedDefaults::PreparedChange prepareMigrations(std::span<const CalendarIdentityMigration> migrations);
     void commit(std::vector<ExclusionRecord> records);

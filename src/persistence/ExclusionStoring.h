@@ -32,6 +32,10 @@ public:
 
     virtual ~ExclusionStoring() = default;
 
+    /// Reads the record again when it was unreadable only because its whole database was, which can be read now;
+    /// otherwise does nothing. The record then gets a verdict of its own.
+    virtual void reloadAfterDatabaseRecovered() {}
+
     /// The records in stored order.
     virtual const std::vector<ExclusionRecord>& records() const = 0;
     /// The records, indexed for matching many occurrences.

@@ -50,6 +50,25 @@ QString resetConfirmation(PersistenceComponent component)
            u" data and cannot be undone."_s;
 }
 
+QString unreadableDatabaseTitle()
+{
+    return u"Settings file"_s;
+}
+
+QString unreadableDatabaseExplanation(const QString& location)
+{
+    return u"Orvane cannot read its settings file (%1), so its alert preferences, exclusions and reminder history "
+           u"cannot be used. If its permissions changed, fix them: Orvane reads it again at once. Otherwise reset it."_s
+               .arg(location);
+}
+
+QString unreadableDatabaseResetConfirmation()
+{
+    return u"Resetting moves the unreadable file aside, beside where it is now, and starts a fresh one: default alert "
+           u"preferences and calendar selection, no exclusions, no reminder history and no connected accounts. The "
+           u"old file is kept, not deleted."_s;
+}
+
 std::size_t hash(const PersistenceIssue& issue)
 {
     return hashFields(issue.component, issue.failure);

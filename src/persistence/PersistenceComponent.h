@@ -45,6 +45,13 @@ struct PersistenceIssue {
 
 std::size_t hash(const PersistenceIssue& issue);
 
+/// The review's item for a settings file that cannot be read at all, which stands for every record in it.
+QString unreadableDatabaseTitle();
+/// What is wrong with the file at `location` and what the user can do.
+QString unreadableDatabaseExplanation(const QString& location);
+/// The confirmation asked before the file is moved aside for a fresh one.
+QString unreadableDatabaseResetConfirmation();
+
 /// The paused state, as the application reports it.
 inline constexpr const char16_t* persistencePausedMessage =
     u"Alerts are paused until unreadable stored data is reviewed in Settings.";

@@ -18,6 +18,9 @@ QString PersistenceReadFailure::message() const
             [](const InvalidStoredType&) { return u"The stored value has an unexpected format."_s; },
             [](const MalformedEnvelope&) { return u"The stored record is malformed."_s; },
             [](const InvalidPayload&) { return u"The record version is recognized, but its contents are invalid."_s; },
+            [](const UnreadableDatabase&) {
+                return u"Orvane's settings file cannot be read, so nothing stored in it can be used."_s;
+            },
         },
         value);
 }

@@ -28,8 +28,14 @@ struct PersistenceReadFailure {
     struct InvalidPayload {
         friend bool operator==(const InvalidPayload&, const InvalidPayload&) = default;
     };
+    /// The database that holds the record could not be read at all (a settings file that cannot be opened or
+    /// parsed), so no record in it can be trusted.
+    struct UnreadableDatabase {
+        friend bool operator==(const UnreadableDatabase&, const UnreadableDatabase&) = default;
+    };
 
-    std::variant<UnsupportedSchemaVersion, InvalidStoredType, MalformedEnvelope, InvalidPayload> value;
+    std::variant<UnsupportedSchemaVersion, InvalidStoredType, MalformedEnvelope, InvalidPayload, UnreadableDatabase>
+        value;
 
     /// The user-facing description.
     QString message() const;

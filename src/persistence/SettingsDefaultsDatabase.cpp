@@ -3,8 +3,12 @@
 
 #include "persistence/PersistenceStoreError.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QLockFile>
+#include <QTemporaryFile>
 
 using namespace Qt::StringLiterals;
 
@@ -20,6 +24,73 @@ SettingsDefaultsDatabase::SettingsDefaultsDatabase(QString fileName, QSettings::
     : m_fileName(std::move(fileName))
     , m_format(format)
 {
+}
+
+SettingsDefaultsDatabase::~SettingsDefaultsDatabase() = default;
+
+bool SettingsDefaultsDatabase::isReadable() const
+{
+    const QFileInfo info(m_fileName);
+    if (!info.exists() && !info.isSymLink()) {
+        return true; // nothing stored yet
+    }
+    QFile file(m_fileName);
+    if (!info.isFile() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    const QByteArray bytes = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        return false;
+    }
+    // Qt's parser judges a private copy: Qt reports a parse failure only the first time a process reads a file (it
+    // keeps what it parsed), and reports its own pending writes that fail (a full disk) as access errors.
+    QTemporaryFile copy(QDir::tempPath() + u"/orvane-settings-check-XXXXXX"_s);
+    if (!copy.open() || copy.write(bytes) != bytes.size() || !copy.flush()) {
+        return true; // the file itself reads; its form cannot be checked now
+    }
+    copy.close();
+    const QSettings parsed(copy.fileName(), m_format);
+    return parsed.status() == QSettings::NoError;
+}
+
+void SettingsDefaultsDatabase::watchUntilReadable(std::function<void()> readable)
+{
+    m_readable = std::move(readable);
+    if (!m_watcher) {
+        m_watcher = std::make_unique<QFileSystemWatcher>();
+        // A fixed mode changes the file's attributes; a replaced file changes the folder.
+        QObject::connect(m_watcher.get(), &QFileSystemWatcher::fileChanged, m_watcher.get(),
+                         [this] { checkReadable(); });
+        QObject::connect(m_watcher.get(), &QFileSystemWatcher::directoryChanged, m_watcher.get(),
+                         [this] { checkReadable(); });
+    }
+    m_watcher->addPaths({m_fileName, QFileInfo(m_fileName).absolutePath()});
+    checkReadable();
+}
+
+void SettingsDefaultsDatabase::checkReadable()
+{
+    if (!m_readable || !isReadable()) {
+        // A file that was replaced must be watched again under its name.
+        if (m_watcher && QFileInfo::exists(m_fileName) && !m_watcher->files().contains(m_fileName) &&
+            !m_watcher->directories().contains(m_fileName)) {
+            m_watcher->addPath(m_fileName);
+        }
+        return;
+    }
+    auto readable = std::exchange(m_readable, nullptr);
+    // Deleted later: this runs inside one of the watcher's own signals.
+    m_watcher.release()->deleteLater();
+    readable();
+}
+
+QString SettingsDefaultsDatabase::moveAside()
+{
+    const QString aside = m_fileName + u".unreadable-"_s + QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s);
+    if (!QDir().rename(m_fileName, aside)) {
+        throw PersistenceStoreError(PersistenceStoreError::WriteFailed{});
+    }
+    return aside;
 }
 
 void SettingsDefaultsDatabase::removeOrphanedLock() const

@@ -5,6 +5,10 @@
 
 #include <QSettings>
 
+#include <memory>
+
+class QFileSystemWatcher;
+
 namespace orvane {
 
 /// The defaults database in a QSettings file: on Linux the native INI file of "velmont.com"/"Orvane" under
@@ -20,9 +24,18 @@ public:
     /// A database in the file `fileName` (tests use their own).
     explicit SettingsDefaultsDatabase(QString fileName, QSettings::Format format = QSettings::NativeFormat);
 
+    ~SettingsDefaultsDatabase() override;
+
     QVariant object(const QString& key) const override;
     void setObjects(const std::vector<std::pair<QString, QByteArray>>& values) override;
     void setString(const QString& key, const std::optional<QString>& value) override;
+    QString location() const override { return m_fileName; }
+    /// Whether Qt can open and parse the file (a missing file reads as empty).
+    bool isReadable() const override;
+    /// Watches the file and its folder (inotify: nothing is polled) until the file can be read.
+    void watchUntilReadable(std::function<void()> readable) override;
+    /// Renames the file (or whatever stands at its path) to "<file>.unreadable-<date and time>" beside it.
+    QString moveAside() override;
 
     QString fileName() const { return m_fileName; }
 
@@ -35,8 +48,12 @@ private:
     /// Stores each value under its key (an invalid value removes the key) in one durable step.
     void write(const std::vector<std::pair<QString, QVariant>>& values);
 
+    void checkReadable();
+
     QString m_fileName;
     QSettings::Format m_format;
+    std::unique_ptr<QFileSystemWatcher> m_watcher;
+    std::function<void()> m_readable;
 };
 
 } // namespace orvane

@@ -9,6 +9,19 @@ SettingsStore::SettingsStore(DefaultsDatabase& defaults, QString key)
     : m_record(defaults, std::move(key), {1, 2})
 {
     requireMainThread("SettingsStore");
+    load();
+}
+
+void SettingsStore::reloadAfterDatabaseRecovered()
+{
+    if (m_record.isInUnreadableDatabase()) {
+        load();
+    }
+}
+
+void SettingsStore::load()
+{
+    m_settings = NotifierSettings{};
     if (auto loaded = m_record.load<NotifierSettings>()) {
         m_settings = std::move(*loaded);
     }

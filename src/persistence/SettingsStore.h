@@ -18,12 +18,15 @@ public:
     const PersistenceReadState& readState() const override { return m_record.readState(); }
     void save(const NotifierSettings& settings) override;
     void resetAfterReadFailure() override;
+    void reloadAfterDatabaseRecovered() override;
 
     /// The guarded, encoded save, for a batch with the other stores.
     VersionedDefaults::PreparedChange prepareSave(const NotifierSettings& settings);
     DefaultsDatabase& database() const { return m_record.database(); }
 
 private:
+    void load();
+
     NotifierSettings m_settings;
     VersionedRecord m_record;
 };

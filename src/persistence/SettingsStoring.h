@@ -13,6 +13,10 @@ public:
 
     virtual ~SettingsStoring() = default;
 
+    /// Reads the record again when it was unreadable only because its whole database was, which can be read now;
+    /// otherwise does nothing. The record then gets a verdict of its own.
+    virtual void reloadAfterDatabaseRecovered() {}
+
     /// The current settings (the defaults while nothing is stored).
     virtual const NotifierSettings& settings() const = 0;
     virtual const PersistenceReadState& readState() const = 0;

@@ -44,12 +44,15 @@ struct ReadResult {
 std::optional<PersistenceReadFailure> classifyEnvelope(const QVariant& stored,
                                                        std::span<const qint64> supportedVersions);
 
-/// Reads and classifies the record under `key`: absent, not a blob, no header, unsupported version, undecodable
-/// payload, or loaded. The first failing step decides.
+/// Reads and classifies the record under `key`: unreadable database, absent, not a blob, no header, unsupported
+/// version, undecodable payload, or loaded. The first failing step decides.
 template <class Payload>
 ReadResult<Payload> read(const DefaultsDatabase& database, const QString& key,
                          std::span<const qint64> supportedVersions)
 {
+    if (!database.isReadable()) {
+        return {PersistenceReadState::unreadable({PersistenceReadFailure::UnreadableDatabase{}}), std::nullopt};
+    }
     const QVariant stored = database.object(key);
     if (!stored.isValid()) {
         return {PersistenceReadState::absent(), std::nullopt};

@@ -19,6 +19,12 @@ bool VersionedRecord::needsUpgrade() const
     return loaded != nullptr && loaded->schemaVersion != currentSchemaVersion();
 }
 
+bool VersionedRecord::isInUnreadableDatabase() const
+{
+    const auto failure = m_readState.failure();
+    return failure && std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(failure->value);
+}
+
 void VersionedRecord::refuseWhileUnreadable() const
 {
     if (auto failure = m_readState.failure()) {

@@ -23,6 +23,8 @@ public:
 
     /// The record was read at an older version than the current one and should be rewritten.
     bool needsUpgrade() const;
+    /// The record is unreadable only because its database could not be read.
+    bool isInUnreadableDatabase() const;
 
     /// Guard and encode a new payload: refuses while unreadable (RecoveryRequired), fails without effect when the
     /// payload cannot be encoded (EncodingFailed). Once the blob is durable, `apply` runs and the state becomes

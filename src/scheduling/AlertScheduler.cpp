@@ -119,10 +119,38 @@ std::vector<PersistenceIssue> AlertScheduler::persistenceIssues() const
     return issues;
 }
 
+void AlertScheduler::suspend()
+{
+    m_suspended = true;
+    cancelTimer();
+}
+
+void AlertScheduler::resume()
+{
+    m_suspended = false;
+    startRefresh();
+}
+
+void AlertScheduler::clockDidChange()
+{
+    if (m_suspended) {
+        return;
+    }
+    if (m_isRefreshing) {
+        m_clockChangedDuringRefresh = true;
+        return;
+    }
+    startRefresh();
+}
+
 QCoro::Task<> AlertScheduler::refresh()
 {
+    if (m_suspended) {
+        co_return;
+    }
     cancelTimer();
     m_nextTriggerDate.reset();
+    m_clockChangedDuringRefresh = false;
 
     if (const auto issues = persistenceIssues(); !issues.empty()) {
         pause(issues);
@@ -136,9 +164,11 @@ QCoro::Task<> AlertScheduler::refresh()
     const Date started = m_clock.now();
     try {
         m_deliveryStore.prune(started - deliveryRetention, started - MeetingSchedule::lateDeliveryGrace);
+        succeeded(AlertSchedulerFailure::Operation::pruningHistory);
     } catch (...) {
         emitFailure(AlertSchedulerFailure::Operation::pruningHistory);
     }
+    recordUnrecordedHistory(started);
 
     const quint64 generation = ++m_refreshGeneration;
     const QPointer<AlertScheduler> self(this);
@@ -157,19 +187,31 @@ QCoro::Task<> AlertScheduler::refresh()
         }
     }
     // A newer refresh (or a pause) started while this one waited: its result is the one that counts.
-    if (!fetched || !self || generation != m_refreshGeneration) {
+    if (!self || generation != m_refreshGeneration) {
+        co_return;
+    }
+    // The clock was set during the fetch: the schedule below reads the new time, and the fetch window (which
+    // looks a minute back) still fits unless the clock moved further than that.
+    if (std::exchange(m_clockChangedDuringRefresh, false) &&
+        std::abs(m_clock.now() - started) > MeetingSchedule::lateDeliveryGrace) {
+        startRefresh();
+        co_return;
+    }
+    if (!fetched) {
         co_return;
     }
 
     m_consecutiveFetchFailures = 0;
+    succeeded(AlertSchedulerFailure::Operation::fetchingMeetings);
     const Date now = m_clock.now();
     const auto schedule = m_policy.makeSchedule(occurrences, settings, m_exclusionStore.matcher(),
-                                                m_deliveryStore.records(), m_deliveryStore.snoozes(), now);
+                                                effectiveDeliveries(), effectiveSnoozes(), now);
     m_upcoming = schedule.upcoming;
 
     if (m_reconciler != nullptr) {
         try {
             m_reconciler->reconcile(occurrences);
+            succeeded(AlertSchedulerFailure::Operation::reconcilingPersistence);
         } catch (...) {
             emitFailure(AlertSchedulerFailure::Operation::reconcilingPersistence);
         }
@@ -215,11 +257,12 @@ void AlertScheduler::handOut(const MeetingSchedule& schedule, Date now)
     if (due.empty()) {
         return;
     }
+    // A meeting missed is worse than a reminder not recorded: when the store refuses the pending records, the
+    // alerts are shown all the same, and their confirmation is kept in memory until it can be written.
     try {
         m_deliveryStore.prepareDeliveries(pending);
     } catch (...) {
         emitFailure(AlertSchedulerFailure::Operation::recordingDelivery);
-        return;
     }
     m_activeBatches.insert(m_activeBatches.end(), due.begin(), due.end());
     for (auto& batch : due) {
@@ -268,13 +311,20 @@ void AlertScheduler::acknowledgePresentation(const AlertBatch& batch, bool prese
     for (const auto& alert : batch.alerts) {
         keys.push_back(keyOf(alert));
     }
+    const Date now = m_clock.now();
     try {
         if (presented) {
-            m_deliveryStore.confirmDeliveries(keys, m_clock.now());
+            m_deliveryStore.confirmDeliveries(keys, now);
         } else {
             m_deliveryStore.discardPendingDeliveries(keys);
         }
+        recordingSucceeded();
     } catch (...) {
+        if (presented) {
+            for (const auto& key : keys) {
+                m_unrecordedDeliveries.push_back({key.identity, key.triggerDate, DeliveryStatus::confirmed, now});
+            }
+        }
         emitFailure(AlertSchedulerFailure::Operation::recordingDelivery);
     }
     if (!presented) {
@@ -321,17 +371,20 @@ void AlertScheduler::removeActive(const std::function<bool(const ScheduledAlert&
 void AlertScheduler::dismiss(std::span<const MeetingIdentity> identities)
 {
     requireActionable(identities);
-    // A dismissed meeting must not come back from a snooze set before.
+    // The alerts leave first: a dismissed meeting must not come back, whatever the store says afterwards.
+    removeActive([&](const ScheduledAlert& alert) { return contains(identities, alert.occurrence.identity); });
+    // Nor may it come back from a snooze set before.
+    const auto snoozes = effectiveSnoozes();
     std::vector<MeetingIdentity> snoozed;
     for (const auto& identity : identities) {
-        if (m_deliveryStore.snoozeRecord(identity)) {
+        if (std::any_of(snoozes.begin(), snoozes.end(),
+                        [&](const SnoozeRecord& each) { return each.identity == identity; })) {
             snoozed.push_back(identity);
         }
     }
     if (!snoozed.empty()) {
-        m_deliveryStore.clearSnoozes(snoozed);
+        changeSnoozes(snoozed, std::nullopt, m_clock.now());
     }
-    removeActive([&](const ScheduledAlert& alert) { return contains(identities, alert.occurrence.identity); });
     emitStateChanged();
 }
 
@@ -347,17 +400,8 @@ void AlertScheduler::snoozeUntil(std::span<const MeetingIdentity> identities, Da
     if (end <= now) {
         throw AlertSchedulerActionError(AlertSchedulerActionError::SnoozeMustBeInTheFuture{});
     }
-    std::vector<SnoozeRecord> snoozes;
-    for (const auto& snooze : m_deliveryStore.snoozes()) {
-        if (!contains(identities, snooze.identity)) {
-            snoozes.push_back(snooze);
-        }
-    }
-    for (const auto& identity : identities) {
-        snoozes.push_back({identity, end, now});
-    }
-    m_deliveryStore.setSnoozes(snoozes);
     removeActive([&](const ScheduledAlert& alert) { return contains(identities, alert.occurrence.identity); });
+    changeSnoozes(identities, SnoozeRecord{{}, end, now}, now);
     emitStateChanged();
     startRefresh();
 }
@@ -379,18 +423,17 @@ void AlertScheduler::exclude(const MeetingIdentity& identity, ExclusionScope sco
                                  .createdAt = m_clock.now(),
                                  .eventTitle = occurrence->title,
                                  .calendarTitle = occurrence->calendar.title};
-    m_exclusionStore.add(record);
-    if (m_deliveryStore.snoozeRecord(identity)) {
-        try {
-            m_deliveryStore.clearSnooze(identity);
-        } catch (...) {
-            // The exclusion is what the user asked for and it is stored: it keeps the meeting from alerting.
-            emitFailure(AlertSchedulerFailure::Operation::recordingDelivery);
-        }
-    }
+    // The alert goes whether or not the exclusion can be stored: the user answered it, and a refused write is
+    // reported to them by the exception.
     removeActive(
         [&](const ScheduledAlert& alert) { return ExclusionMatcher::matches(record, alert.occurrence.identity); });
     emitStateChanged();
+    m_exclusionStore.add(record);
+    const auto snoozes = effectiveSnoozes();
+    if (std::any_of(snoozes.begin(), snoozes.end(),
+                    [&](const SnoozeRecord& each) { return each.identity == identity; })) {
+        changeSnoozes(std::span(&identity, 1), std::nullopt, m_clock.now());
+    }
     startRefresh();
 }
 
@@ -408,7 +451,91 @@ void AlertScheduler::emitStateChanged()
 
 void AlertScheduler::emitFailure(AlertSchedulerFailure::Operation operation)
 {
+    m_failing.insert(operation);
     emitEvent({AlertSchedulerEvent::Failed{AlertSchedulerFailure::fromCurrentException(operation)}});
+}
+
+void AlertScheduler::succeeded(AlertSchedulerFailure::Operation operation)
+{
+    if (m_failing.erase(operation) > 0) {
+        emitEvent({AlertSchedulerEvent::Recovered{operation}});
+    }
+}
+
+void AlertScheduler::recordingSucceeded()
+{
+    // Recording works again only once nothing is left in memory alone.
+    if (!hasUnrecordedHistory()) {
+        succeeded(AlertSchedulerFailure::Operation::recordingDelivery);
+    }
+}
+
+std::vector<SnoozeRecord> AlertScheduler::effectiveSnoozes() const
+{
+    if (m_snoozeOverrides.empty()) {
+        return m_deliveryStore.snoozes();
+    }
+    std::vector<SnoozeRecord> snoozes;
+    for (const auto& snooze : m_deliveryStore.snoozes()) {
+        if (!m_snoozeOverrides.contains(snooze.identity)) {
+            snoozes.push_back(snooze);
+        }
+    }
+    for (const auto& [identity, snooze] : m_snoozeOverrides) {
+        if (snooze) {
+            snoozes.push_back(*snooze);
+        }
+    }
+    return snoozes;
+}
+
+std::vector<DeliveryRecord> AlertScheduler::effectiveDeliveries() const
+{
+    std::vector<DeliveryRecord> records = m_deliveryStore.records();
+    records.insert(records.end(), m_unrecordedDeliveries.begin(), m_unrecordedDeliveries.end());
+    return records;
+}
+
+void AlertScheduler::changeSnoozes(std::span<const MeetingIdentity> identities,
+                                   const std::optional<SnoozeRecord>& snooze, Date now)
+{
+    for (const auto& identity : identities) {
+        m_snoozeOverrides[identity] =
+            snooze ? std::optional(SnoozeRecord{identity, snooze->snoozedUntil, snooze->createdAt}) : std::nullopt;
+    }
+    recordUnrecordedHistory(now);
+}
+
+void AlertScheduler::recordUnrecordedHistory(Date now)
+{
+    // History older than what the store keeps would be pruned at once; snoozes that ended need no record.
+    std::erase_if(m_unrecordedDeliveries,
+                  [&](const DeliveryRecord& record) { return record.deliveredAt < now - deliveryRetention; });
+    if (!hasUnrecordedHistory()) {
+        return;
+    }
+    try {
+        while (!m_unrecordedDeliveries.empty()) {
+            const Date shownAt = m_unrecordedDeliveries.front().deliveredAt;
+            std::vector<DeliveryKey> keys;
+            for (const auto& record : m_unrecordedDeliveries) {
+                if (record.deliveredAt == shownAt) {
+                    keys.push_back(record.id());
+                }
+            }
+            m_deliveryStore.confirmDeliveries(keys, shownAt);
+            std::erase_if(m_unrecordedDeliveries,
+                          [&](const DeliveryRecord& record) { return record.deliveredAt == shownAt; });
+        }
+        if (!m_snoozeOverrides.empty()) {
+            m_deliveryStore.setSnoozes(effectiveSnoozes());
+            m_snoozeOverrides.clear();
+        }
+    } catch (...) {
+        emitFailure(AlertSchedulerFailure::Operation::recordingDelivery);
+        return;
+    }
+    recordingSucceeded();
 }
 
 } // namespace orvane

@@ -18,7 +18,9 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 
 namespace orvane {
@@ -55,8 +57,17 @@ public:
     QCoro::Task<> start();
     /// Cancels the timer and stops listening for calendar changes.
     void stop();
-    /// One full pass: read, prune, fetch, compute, hand out due batches, arm the timer.
+    /// One full pass: read, prune, fetch, compute, hand out due batches, arm the timer. Does nothing while suspended.
     QCoro::Task<> refresh();
+
+    /// The machine is going to sleep: the timer is cancelled, and every refresh asked for until resume() is one
+    /// refresh then (resuming fires the wall-clock timers and reports the clock as set, as well as waking).
+    void suspend();
+    /// The machine woke: refreshes once.
+    void resume();
+    /// The wall clock was set. A refresh in flight settles it when its fetch window still fits the new time;
+    /// otherwise (or with none in flight) the scheduler refreshes.
+    void clockDidChange();
 
     const std::vector<MeetingOccurrence>& upcoming() const { return m_upcoming; }
     const std::vector<AlertBatch>& activeBatches() const { return m_activeBatches; }
@@ -68,6 +79,8 @@ public:
     std::optional<MeetingOccurrence> next() const;
     /// The unreadable records that pause alerts, in the order settings, exclusions, delivery.
     std::vector<PersistenceIssue> persistenceIssues() const;
+    /// Whether shown alerts or snoozes are held in memory only, because the delivery store refused to write them.
+    bool hasUnrecordedHistory() const { return !m_unrecordedDeliveries.empty() || !m_snoozeOverrides.empty(); }
 
     /// The owner reports whether it could show a batch it received. Shown: its alerts are confirmed and never shown
     /// again. Not shown: they are forgotten and offered again once presentationSurfaceDidBecomeAvailable() is
@@ -76,7 +89,10 @@ public:
     /// The display can show alerts again.
     void presentationSurfaceDidBecomeAvailable();
 
-    /// User actions on active alerts. Each throws AlertSchedulerActionError or PersistenceStoreError.
+    /// User actions on active alerts. Each throws AlertSchedulerActionError, and exclude() a PersistenceStoreError
+    /// when the exclusion could not be stored. The alerts leave the active batches before anything is written: a
+    /// dismiss or snooze that cannot be recorded still takes effect for this session and is reported as a
+    /// `recordingDelivery` failure, written as soon as the store accepts writes again.
     void dismiss(std::span<const MeetingIdentity> identities);
     void snoozeFor(std::span<const MeetingIdentity> identities, double seconds);
     void snoozeUntil(std::span<const MeetingIdentity> identities, Date end);
@@ -94,7 +110,19 @@ private:
     void emitEvent(AlertSchedulerEvent event);
     void emitStateChanged();
     void emitFailure(AlertSchedulerFailure::Operation operation);
+    /// Reports `operation` recovered if its last attempt had failed.
+    void succeeded(AlertSchedulerFailure::Operation operation);
     void listenForChanges();
+    /// Writes what could not be written before; keeps it in memory when the store still refuses.
+    void recordUnrecordedHistory(Date now);
+    void recordingSucceeded();
+    /// The stored snoozes with the ones held in memory applied.
+    std::vector<SnoozeRecord> effectiveSnoozes() const;
+    /// The stored deliveries with the ones held in memory.
+    std::vector<DeliveryRecord> effectiveDeliveries() const;
+    /// Stores the snoozes of `identities` (absent: cleared), or keeps them in memory and reports the failure.
+    void changeSnoozes(std::span<const MeetingIdentity> identities, const std::optional<SnoozeRecord>& snooze,
+                       Date now);
 
     CalendarProviding& m_calendarProvider;
     SettingsStoring& m_settingsStore;
@@ -114,10 +142,21 @@ private:
     std::unique_ptr<AlertTimerToken> m_timerToken;
     QMetaObject::Connection m_changeConnection;
     bool m_started = false;
+    bool m_suspended = false;
+    /// The clock was set while a refresh was fetching.
+    bool m_clockChangedDuringRefresh = false;
     quint64 m_refreshGeneration = 0;
     int m_consecutiveFetchFailures = 0;
     /// Alerts that could not be shown, held back until the display is available again.
     std::unordered_set<DeliveryKey> m_awaitingSurface;
+    /// Background operations whose last attempt failed, so that the first success afterwards is reported.
+    std::set<AlertSchedulerFailure::Operation> m_failing;
+    /// Alerts shown while the delivery store refused to write (a full disk, a read-only home): a missed meeting is
+    /// worse than an unrecorded one, so they were shown anyway, and these confirmed records keep them from showing
+    /// twice until they can be written.
+    std::vector<DeliveryRecord> m_unrecordedDeliveries;
+    /// Snoozes set or cleared while the store refused to write, by meeting; absent: cleared.
+    std::unordered_map<MeetingIdentity, std::optional<SnoozeRecord>> m_snoozeOverrides;
 };
 
 } // namespace orvane

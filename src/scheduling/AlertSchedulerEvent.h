@@ -61,8 +61,12 @@ struct AlertSchedulerEvent {
     };
     /// A refresh completed without a fetch error.
     struct RefreshSucceeded {};
+    /// A background operation that had failed succeeded again: its failure no longer applies.
+    struct Recovered {
+        AlertSchedulerFailure::Operation operation = AlertSchedulerFailure::Operation::fetchingMeetings;
+    };
 
-    std::variant<StateChanged, AlertsDue, Failed, RefreshSucceeded> value;
+    std::variant<StateChanged, AlertsDue, Failed, RefreshSucceeded, Recovered> value;
 };
 
 /// Why a user action on an alert was refused. Thrown to the caller.

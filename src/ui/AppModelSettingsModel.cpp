@@ -42,6 +42,11 @@ std::vector<PersistenceIssue> AppModelSettingsModel::persistenceIssues() const
     return m_model.persistenceIssues();
 }
 
+QString AppModelSettingsModel::storageLocation() const
+{
+    return m_model.storageLocation();
+}
+
 std::optional<QString> AppModelSettingsModel::lastError() const
 {
     return m_model.lastError();

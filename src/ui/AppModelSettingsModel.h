@@ -19,6 +19,7 @@ public:
     std::vector<CalendarReconciliationIssue> calendarReconciliationIssues() const override;
     std::vector<ExclusionRecord> exclusions() const override;
     std::vector<PersistenceIssue> persistenceIssues() const override;
+    QString storageLocation() const override;
     std::optional<QString> lastError() const override;
     void setAlertLeadTime(double seconds) override;
     void setEligibilityMode(EligibilityMode mode) override;

@@ -247,7 +247,21 @@ QVariantList SettingsViewModel::exclusionList() const
 QVariantList SettingsViewModel::storedDataIssueList() const
 {
     QVariantList rows;
-    for (const auto& issue : m_model.persistenceIssues()) {
+    const auto issues = m_model.persistenceIssues();
+    // A file that cannot be read at all is one item, however many records it holds: one reset serves them all.
+    if (!issues.empty() &&
+        std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(issues.front().failure.value)) {
+        const QString title = unreadableDatabaseTitle();
+        rows.append(QVariantMap{
+            {u"component"_s, static_cast<int>(issues.front().component)},
+            {u"title"_s, title},
+            {u"message"_s, unreadableDatabaseExplanation(m_model.storageLocation())},
+            {u"confirmationTitle"_s, SettingsTexts::resetTitle(title.toLower())},
+            {u"confirmation"_s, unreadableDatabaseResetConfirmation()},
+        });
+        return rows;
+    }
+    for (const auto& issue : issues) {
         rows.append(QVariantMap{
             {u"component"_s, static_cast<int>(issue.component)},
             {u"title"_s, title(issue.component)},

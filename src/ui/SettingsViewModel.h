@@ -38,6 +38,8 @@ public:
     virtual std::vector<CalendarReconciliationIssue> calendarReconciliationIssues() const = 0;
     virtual std::vector<ExclusionRecord> exclusions() const = 0;
     virtual std::vector<PersistenceIssue> persistenceIssues() const = 0;
+    /// Where the stored records are kept (the settings file).
+    virtual QString storageLocation() const = 0;
     /// The failure of the last command, if it is still shown.
     virtual std::optional<QString> lastError() const = 0;
 

@@ -51,6 +51,8 @@ StatusMenuInput StatusItemController::input(const AppModel& model, bool hasUpdat
     const bool usable = model.hasUsableCalendarSource();
     return {.onboardingCompleted = model.hasCompletedOnboarding(),
             .persistencePaused = !model.persistenceIssues().empty(),
+            .alertsHeldForLock = model.areAlertsHeldForLock(),
+            .recordingFailed = model.recordingFailure().has_value(),
             .hasUsableCalendarSource = usable,
             .remoteAccountNeedsReconnection = model.hasRemoteAccountNeedingReconnection(),
             .authorizationState = model.authorizationState(),

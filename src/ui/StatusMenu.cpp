@@ -51,6 +51,9 @@ SymbolIcon symbolIcon(const QString& symbol)
     if (symbol == u"externaldrive.badge.exclamationmark") {
         return {{u"drive-harddisk"_s}, Fallback::drive};
     }
+    if (symbol == u"lock.fill") {
+        return {{u"system-lock-screen"_s, u"changes-prevent"_s}, Fallback::warning};
+    }
     if (symbol == u"person.crop.circle.badge.exclamationmark") {
         return {{u"avatar-default"_s, u"system-users"_s}, Fallback::warning};
     }

@@ -76,6 +76,14 @@ void appendHealth(const StatusMenuInput& input, std::vector<StatusMenuEntry>& en
         entries.push_back(command(u"Review Stored Data…"_s, StatusMenuAction::openSettings));
         return;
     }
+    if (input.alertsHeldForLock) {
+        // Seen only when the session looks locked to Orvane but is not: the reason is worth knowing.
+        entries.push_back(status(u"Alerts wait while the screen is locked"_s, u"lock.fill"_s));
+    }
+    if (input.recordingFailed) {
+        entries.push_back(status(u"Reminders cannot be recorded"_s, u"externaldrive.badge.exclamationmark"_s));
+        entries.push_back(command(u"Review in Settings…"_s, StatusMenuAction::openSettings));
+    }
     if (!input.hasUsableCalendarSource) {
         if (input.remoteAccountNeedsReconnection) {
             entries.push_back(

@@ -70,6 +70,10 @@ struct StatusMenuInput {
     bool onboardingCompleted = false;
     /// A stored record is unreadable, so alerts are paused.
     bool persistencePaused = false;
+    /// Alerts wait for the screen to be unlocked.
+    bool alertsHeldForLock = false;
+    /// Shown alerts cannot be written down (alerts still show).
+    bool recordingFailed = false;
     bool hasUsableCalendarSource = false;
     bool remoteAccountNeedsReconnection = false;
     CalendarAuthorizationState authorizationState = CalendarAuthorizationState::notDetermined;
@@ -93,7 +97,8 @@ public:
     /// The menu from top to bottom: the health section, the upcoming meetings where they belong, then the commands.
     ///
     /// Health lines, first match wins: setup unfinished (nothing else of the section); stored data unreadable (no
-    /// meetings either, since alerts are paused); no usable source — an account needing reconnection, then by
+    /// meetings either, since alerts are paused). Then, each when it applies: alerts held for a locked screen,
+    /// reminders not recorded. Then: no usable source — an account needing reconnection, then by
     /// authorization: not asked yet, refused (denied, restricted or write-only), granted (meetings), unknown
     /// ("Calendar status unavailable": the calendar service did not answer); a usable source — sync failures and
     /// identity issues (both when both apply), the meetings, and the connected-accounts note.

@@ -8,8 +8,8 @@
 #include "calendars/CompositeCalendarRepository.h"
 #include "fakes/FakeAlertWindowSystem.h"
 #include "fakes/FakeCalendarSource.h"
-#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeClock.h"
+#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "model/SystemEventSource.h"
 #include "persistence/DeliveryStore.h"
@@ -22,6 +22,9 @@
 #include "support/RunTask.h"
 #include "support/TemporaryDefaults.h"
 
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QTest>
 
 #include <gtest/gtest.h>
@@ -137,6 +140,21 @@ TEST(AppModel, StartsOnceAndEachSystemEventRefreshesOnce)
         harness.settle();
         EXPECT_EQ(harness.fetches(), before + 1);
     }
+
+    // Resuming sets the clock and fires the timers that fell due in sleep, before or after logind says the machine
+    // woke: one refresh for all of it.
+    const int before = harness.fetches();
+    harness.systemEvents.willSleep();
+    harness.clock.advance(2 * 86'400);
+    harness.timers.advanceTo(harness.clock.now());
+    harness.systemEvents.clockChanged();
+    harness.source.holding = true;
+    harness.systemEvents.didWake();
+    harness.systemEvents.clockChanged();
+    harness.source.holding = false;
+    harness.source.release();
+    harness.settle();
+    EXPECT_EQ(harness.fetches(), before + 1);
 }
 
 TEST(AppModel, DueMeetingsAreShownConfirmedAndTheAnswerRecorded)
@@ -275,7 +293,7 @@ TEST(AppModel, ExcludingFromTheMenuStoresTheExclusionAndRefreshes)
     EXPECT_TRUE(harness.model->upcoming().empty());
 }
 
-TEST(AppModel, FailedFetchIsReportedUntilAFetchSucceeds)
+TEST(AppModel, BackgroundFailuresAreReportedUntilTheirOperationSucceeds)
 {
     Harness harness;
     harness.source.failing = true;
@@ -284,6 +302,26 @@ TEST(AppModel, FailedFetchIsReportedUntilAFetchSucceeds)
     harness.source.failing = false;
     harness.refresh();
     EXPECT_EQ(harness.model->lastError(), std::nullopt);
+
+    // Old history to prune and a due alert to record, on a full disk: both fail, the alert shows all the same.
+    const auto old = standup(t0 - 3'000'000);
+    harness.delivery->prepareDeliveries(
+        std::vector{DeliveryRecord{old.identity, old.startDate, DeliveryStatus::confirmed, Date{t0 - 2'600'000}}});
+    harness.source.meetings = {standup(t0 + 60)};
+    {
+        DiskFull full;
+        harness.clock.set(Date{t0 + 60});
+        harness.refresh();
+    }
+    EXPECT_EQ(harness.shown().size(), 1U);
+    ASSERT_TRUE(harness.model->lastError());
+    EXPECT_TRUE(harness.model->lastError()->startsWith(AppModel::recordingFailedPrefix))
+        << harness.model->lastError()->toStdString();
+    EXPECT_TRUE(harness.model->recordingFailure());
+    harness.refresh();
+    EXPECT_EQ(harness.model->lastError(), std::nullopt);
+    EXPECT_FALSE(harness.model->recordingFailure());
+    EXPECT_EQ(harness.delivery->records().size(), 1U) << "pruned, and the alert shown is recorded";
 }
 
 TEST(AppModel, OnboardingFlagReadsTextOrBooleanAndWritesText)
@@ -498,6 +536,46 @@ TEST(AppModel, UnreadableRecordsPauseUntilRecoveredOneByOneAndCalendarRecoveryWa
     harness.settle();
     EXPECT_EQ(harness.fetches(), fetches + 1);
     EXPECT_EQ(harness.model->lastError(), std::nullopt);
+}
+
+TEST(AppModel, AnUnreadableSettingsFilePausesAlertsUntilItIsReadableAgainOrMovedAside)
+{
+    // A folder where the file should be: Qt cannot open it. (The tests run as root, who can read a mode-000 file.)
+    const auto unreadableFile = [](TemporaryDefaults& defaults) {
+        SettingsStore(defaults.database()).save({.alertLeadTime = 300});
+        QFile::rename(defaults.path(), defaults.path() + u".fine"_s);
+        QDir().mkdir(defaults.path());
+    };
+    for (const bool fixedByTheUser : {true, false}) {
+        SCOPED_TRACE(fixedByTheUser);
+        Harness harness(unreadableFile);
+        harness.start({standup(t0 + 300)});
+        EXPECT_EQ(harness.model->lastError(), QString::fromUtf16(persistencePausedMessage));
+        ASSERT_EQ(harness.model->persistenceIssues().size(), 3U) << "every record in the file is unreadable";
+        EXPECT_TRUE(harness.windows.panels.empty());
+        EXPECT_TRUE(harness.model->hasCompletedOnboarding()) << "an unreadable file does not restart onboarding";
+
+        if (fixedByTheUser) {
+            // It is read again at once, and its lead time alerts for the meeting now.
+            QDir().rmdir(harness.defaults.path());
+            QFile::rename(harness.defaults.path() + u".fine"_s, harness.defaults.path());
+            ASSERT_TRUE(QTest::qWaitFor([&] { return harness.model->persistenceIssues().empty(); }, 5000));
+            harness.settle();
+            EXPECT_EQ(harness.shown().size(), 1U);
+            EXPECT_EQ(harness.model->lastError(), std::nullopt);
+        } else {
+            // Reset: the file is moved aside whole, kept, and a fresh one starts.
+            harness.model->recoverUnreadableRecord(PersistenceComponent::exclusions);
+            harness.settle();
+            EXPECT_TRUE(harness.model->persistenceIssues().empty());
+            ASSERT_TRUE(harness.model->lastError());
+            const QString aside =
+                harness.model->lastError()->mid(AppModel::databaseMovedAsidePrefix.size()).section(u';', 0, 0);
+            EXPECT_TRUE(QFileInfo(aside).isDir()) << "kept as it was: " << aside.toStdString();
+            harness.settings->save({.alertLeadTime = 60});
+            EXPECT_TRUE(harness.defaults.database().isReadable());
+        }
+    }
 }
 
 } // namespace

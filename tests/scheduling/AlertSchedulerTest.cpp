@@ -8,6 +8,7 @@
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
 #include "persistence/SettingsStore.h"
+#include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "support/TemporaryDefaults.h"
@@ -207,6 +208,41 @@ TEST(AlertScheduler, DueBatchIsRecordedPendingAndConfirmedOnlyWhenShown)
     EXPECT_TRUE(harness.scheduler->activeBatches().empty());
     harness.scheduler->refresh();
     EXPECT_EQ(harness.dueBatches().size(), 1U);
+}
+
+TEST(AlertScheduler, AFullDiskNeitherDropsNorRepeatsAlertsAndTheHistoryIsWrittenLater)
+{
+    Harness harness;
+    // Snoozed until t0 + 30: a dismiss has a snooze to clear, which the full disk refuses.
+    const auto standup = fixtures::meeting(u"external:standup"_s, t0 + 300);
+    harness.calendars.meetings = {standup};
+    harness.delivery->setSnoozes(std::vector{SnoozeRecord{standup.identity, Date{t0 + 30}, Date{t0}}});
+    harness.onEvent = [&](const AlertSchedulerEvent& event) {
+        if (const auto* due = std::get_if<AlertSchedulerEvent::AlertsDue>(&event.value)) {
+            harness.scheduler->acknowledgePresentation(due->batch, true);
+        }
+    };
+    harness.start();
+    auto full = std::make_unique<DiskFull>();
+    harness.timers.advanceTo(Date{t0 + 30});
+    ASSERT_EQ(harness.dueBatches().size(), 1U) << "shown although it cannot be recorded";
+    harness.scheduler->dismiss(std::vector{standup.identity});
+    EXPECT_TRUE(harness.scheduler->activeBatches().empty()) << "dismissed although the snooze could not be cleared";
+    harness.clock.advance(5);
+    harness.calendars.announceChange();
+    EXPECT_EQ(harness.dueBatches().size(), 1U) << "neither the snooze nor the shown alert comes back";
+    ASSERT_FALSE(harness.failures().empty());
+    EXPECT_EQ(harness.failures().back().operation, Operation::recordingDelivery);
+
+    full.reset();
+    harness.clock.advance(5);
+    harness.scheduler->refresh();
+    EXPECT_TRUE(harness.delivery->hasDelivered(standup.identity, Date{t0 + 30}));
+    EXPECT_TRUE(harness.delivery->snoozes().empty());
+    EXPECT_TRUE(std::any_of(harness.events.begin(), harness.events.end(), [](const AlertSchedulerEvent& event) {
+        const auto* recovered = std::get_if<AlertSchedulerEvent::Recovered>(&event.value);
+        return recovered && recovered->operation == Operation::recordingDelivery;
+    }));
 }
 
 TEST(AlertScheduler, BatchThatCouldNotBeShownReturnsWhenTheDisplayDoes)

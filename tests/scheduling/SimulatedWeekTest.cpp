@@ -575,6 +575,7 @@ void Week::onEvent(const AlertSchedulerEvent& event)
                        checkUpcoming();
                        m_lastBatchOfRefresh.reset();
                    },
+                   [](const AlertSchedulerEvent::Recovered&) {},
                },
                event.value);
 }

@@ -6,8 +6,8 @@
 
 #include "ui/AboutViewModel.h"
 #include "ui/ConnectedAccountsViewModel.h"
-#include "ui/OnboardingViewModel.h"
 #include "ui/LaunchAtLoginService.h"
+#include "ui/OnboardingViewModel.h"
 #include "ui/SettingsViewModel.h"
 
 #include <QDateTime>
@@ -46,6 +46,7 @@ public:
     }
     std::vector<ExclusionRecord> exclusions() const override { return excluded; }
     std::vector<PersistenceIssue> persistenceIssues() const override { return unreadable; }
+    QString storageLocation() const override { return u"/home/user/.config/velmont.com/Orvane.conf"_s; }
     std::optional<QString> lastError() const override { return error; }
 
     void setAlertLeadTime(double seconds) override

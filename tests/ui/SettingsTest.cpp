@@ -240,6 +240,19 @@ TEST(SettingsViewModelTest, UnreadableRecordsAreReviewedThenTheWindowReturnsToGe
     EXPECT_TRUE(rows[1].toMap()[u"confirmation"_s].toString().startsWith(
         u"Resetting removes snoozes and reminder history, so reminders may repeat."_s));
 
+    // A settings file that cannot be read at all is one item, named by where it is.
+    const auto records = h.model.unreadable;
+    h.model.change([&] {
+        h.model.unreadable.clear();
+        for (const auto component : orvane::allCases<PersistenceComponent>()) {
+            h.model.unreadable.push_back({component, {PersistenceReadFailure::UnreadableDatabase{}}});
+        }
+    });
+    const QVariantList file = h.settings.storedDataIssueList();
+    ASSERT_EQ(file.size(), 1);
+    EXPECT_TRUE(file[0].toMap()[u"message"_s].toString().contains(h.model.storageLocation()));
+    h.model.change([&] { h.model.unreadable = records; });
+
     // The user may look elsewhere meanwhile, but opening the window again shows the review.
     h.settings.setSectionIndex(static_cast<int>(Section::calendars));
     EXPECT_EQ(h.settings.section(), Section::calendars);

@@ -50,6 +50,8 @@ MeetingOccurrence weeklyReview()
 struct Health {
     bool onboarded = true;
     bool paused = false;
+    bool lockHeld = false;
+    bool unrecorded = false;
     bool usable = true;
     bool reconnect = false;
     Auth auth = Auth::fullAccess;
@@ -63,6 +65,8 @@ StatusMenuInput inputFor(const Health& health)
 {
     return {.onboardingCompleted = health.onboarded,
             .persistencePaused = health.paused,
+            .alertsHeldForLock = health.lockHeld,
+            .recordingFailed = health.unrecorded,
             .hasUsableCalendarSource = health.usable,
             .remoteAccountNeedsReconnection = health.reconnect,
             .authorizationState = health.auth,
@@ -126,6 +130,13 @@ TEST(StatusMenuContent, showsTheHealthLineThatAppliesAndTheMeetingsOnlyWhereThey
            u"person.crop.circle.badge.exclamationmark"_s},
           {u"Review Calendar Accounts…"_s, StatusMenuAction::openSettings}}},
         {"reconnection ignored while a source is usable", {.reconnect = true}, {upcomingHeader, standupLine}},
+        {"alerts held for a lock and unrecorded reminders are said above the rest",
+         {.lockHeld = true, .unrecorded = true, .usable = false, .auth = Auth::denied},
+         {{u"Alerts wait while the screen is locked"_s, StatusMenuAction::none, u"lock.fill"_s},
+          {u"Reminders cannot be recorded"_s, StatusMenuAction::none, u"externaldrive.badge.exclamationmark"_s},
+          {u"Review in Settings…"_s, StatusMenuAction::openSettings},
+          noSource,
+          calendarSettings}},
         {"not determined",
          {.usable = false, .auth = Auth::notDetermined},
          {{u"Allow Calendar Access…"_s, StatusMenuAction::openOnboarding}}},
