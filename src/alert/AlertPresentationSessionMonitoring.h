@@ -23,6 +23,10 @@ public:
 
     /// Called with the new value each time isPresentationAvailable() changes, and only then.
     virtual void setOnPresentationAvailabilityChange(std::function<void(bool available)> callback) = 0;
+
+    /// Looks again, just before an alert is shown, at what cannot be watched (the displays' power level, a screen
+    /// locker that only holds the keyboard). It may change the flags, and report that as usual.
+    virtual void recheck() {}
 };
 
 /// The three flags and the rule that turns their changes into availability changes. The platform monitor feeds it

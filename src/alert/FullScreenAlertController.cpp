@@ -61,7 +61,12 @@ FullScreenAlertController::~FullScreenAlertController()
 bool FullScreenAlertController::present(std::vector<MeetingOccurrence> meetings, std::optional<Date> safetyEnd,
                                         ActionHandler handler)
 {
-    if (meetings.empty() || !m_monitor.isPresentationAvailable() || m_windowSystem.screens().empty()) {
+    if (meetings.empty()) {
+        return false;
+    }
+    // Displays powered down and a locker that only holds the keyboard send no events: asked about now.
+    m_monitor.recheck();
+    if (!m_monitor.isPresentationAvailable() || m_windowSystem.screens().empty()) {
         return false;
     }
 

@@ -2,6 +2,8 @@
 // The logind / screen saver monitor against real D-Bus daemons: two private buses (one stands in for the system
 // bus) served by python3-dbusmock's logind and GNOME screen saver templates and a plain mock screen saver.
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
+#include "alert/linux/X11DisplayState.h"
+#include "support/Xvfb.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -121,11 +123,33 @@ protected:
         ASSERT_FALSE(sessionBus.address().isEmpty());
     }
 
-    void makeMonitor()
+    void makeMonitor(X11DisplayState* display = nullptr)
     {
         monitor = std::make_unique<LogindAlertPresentationSessionMonitor>(
-            systemBus.newConnection(u"monitor-system"_s), sessionBus.newConnection(u"monitor-session"_s));
+            systemBus.newConnection(u"monitor-system"_s), sessionBus.newConnection(u"monitor-session"_s), display);
         monitor->setOnPresentationAvailabilityChange([this](bool available) { reports.push_back(available); });
+    }
+
+    /// logind with this process's session "c1", active; returns a caller of the session's mock methods.
+    std::function<void(const QString&, const QVariantList&)> serveActiveSession(Mock& logind)
+    {
+        logind.call(u"/org/freedesktop/login1"_s, u"AddMethod"_s,
+                    {u"org.freedesktop.login1.Manager"_s, u"GetSessionByPID"_s, u"u"_s, u"o"_s,
+                     u"ret = dbus.ObjectPath('%1') if args[0] == %2 else None"_s.arg(sessionPath).arg(getpid())});
+        logind.call(u"/org/freedesktop/login1"_s, u"AddSession"_s,
+                    {u"c1"_s, u"seat0"_s, QVariant::fromValue(quint32(1000)), u"user"_s, true});
+        return [&logind](const QString& method, const QVariantList& arguments) {
+            logind.call(sessionPath, method, arguments, u"org.freedesktop.login1.Session"_s);
+        };
+    }
+    /// Waits until the monitor listens to the session (it finds it asynchronously), and forgets the reports so far.
+    void waitUntilSessionIsWatched(const std::function<void(const QString&, const QVariantList&)>& session)
+    {
+        session(u"SetLockedHint"_s, {true});
+        ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isSessionLocked(); }, 5'000));
+        session(u"SetLockedHint"_s, {false});
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !monitor->isSessionLocked(); }, 5'000));
+        reports.clear();
     }
 
     /// Waits until `count` changes were reported.
@@ -232,6 +256,110 @@ TEST_F(PresentationSessionMonitorTest, FollowsSessionSleepAndScreenSaverReportin
     EXPECT_EQ(reports, expected);
     EXPECT_EQ(wakes.size(), 1);
     EXPECT_EQ(returns.size(), 4);
+}
+
+TEST_F(PresentationSessionMonitorTest, ALockLastsWhileALockerShowsAndOneThatNothingConfirmsLapses)
+{
+    Mock logind(systemBus, true, u"org.freedesktop.login1"_s, {u"--template"_s, u"logind"_s});
+    Mock screenSaver(sessionBus, false, u"org.gnome.ScreenSaver"_s, {u"--template"_s, u"gnome_screensaver"_s});
+    ASSERT_TRUE(logind.isReady() && screenSaver.isReady());
+    const auto session = serveActiveSession(logind);
+    makeMonitor();
+    monitor->setLockConfirmationWindow(std::chrono::milliseconds(200));
+    waitUntilSessionIsWatched(session);
+    QSignalSpy locks(monitor.get(), &LogindAlertPresentationSessionMonitor::sessionLockChanged);
+
+    const auto setScreenSaverActive = [&](bool active) {
+        screenSaver.call(u"/org/gnome/ScreenSaver"_s, u"SetActive"_s, {active}, u"org.gnome.ScreenSaver"_s);
+    };
+    struct Step {
+        std::string name;
+        std::function<void()> act;
+        std::optional<bool> available;
+        std::optional<bool> locked;
+    };
+    const std::vector<Step> steps = {
+        // Lock requested and no locker anywhere (no hint, no screen saver): alerts come back after a moment.
+        {"lock without a locker", [&] { session(u"Lock"_s, {}); }, false, true},
+        {"the request lapses", [] {}, true, false},
+        // GNOME Shell and kscreenlocker unlock by dropping the hint, without any Unlock.
+        {"the locker sets the hint", [&] { session(u"SetLockedHint"_s, {true}); }, false, true},
+        {"lock asked for, then the hint drops",
+         [&] {
+             session(u"Lock"_s, {});
+             session(u"SetLockedHint"_s, {false});
+         },
+         true, false},
+        // A screen saver that locks stays active until it is unlocked.
+        {"the screen saver starts", [&] { setScreenSaverActive(true); }, false, std::nullopt},
+        {"lock while it shows", [&] { session(u"Lock"_s, {}); }, std::nullopt, true},
+        {"unlocked: the screen saver ends", [&] { setScreenSaverActive(false); }, true, false},
+    };
+    std::vector<bool> expected;
+    std::vector<bool> expectedLocks;
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.name);
+        step.act();
+        if (step.available) {
+            expected.push_back(*step.available);
+        }
+        if (step.locked) {
+            expectedLocks.push_back(*step.locked);
+        }
+        ASSERT_TRUE(QTest::qWaitFor(
+            [&] { return reports.size() >= expected.size() && std::size_t(locks.size()) >= expectedLocks.size(); },
+            5'000));
+    }
+    EXPECT_EQ(reports, expected);
+    std::vector<bool> lockChanges;
+    for (const auto& change : locks) {
+        lockChanges.push_back(change.at(0).toBool());
+    }
+    EXPECT_EQ(lockChanges, expectedLocks);
+}
+
+TEST_F(PresentationSessionMonitorTest, OnX11TheScreenSaverAndALockersKeyboardGrabCount)
+{
+    Xvfb xvfb;
+    ASSERT_FALSE(xvfb.display().isEmpty()) << "Xvfb did not start";
+    Mock logind(systemBus, true, u"org.freedesktop.login1"_s, {u"--template"_s, u"logind"_s});
+    ASSERT_TRUE(logind.isReady());
+    const auto session = serveActiveSession(logind);
+    X11DisplayState display(xvfb.display());
+    ASSERT_TRUE(display.isConnected());
+    makeMonitor(&display);
+    monitor->setLockConfirmationWindow(std::chrono::milliseconds(200));
+    waitUntilSessionIsWatched(session);
+    X11Client desktop(xvfb.display());
+
+    // Displays powered down force the screen saver on, which is what is seen of them.
+    desktop.forceScreenSaver(true);
+    ASSERT_TRUE(waitForReports(1));
+    EXPECT_FALSE(monitor->areScreensAwake());
+    desktop.forceScreenSaver(false);
+    ASSERT_TRUE(waitForReports(2));
+
+    // i3lock sets no hint and has no screen saver service: its keyboard grab is what shows it runs.
+    auto locker = std::make_unique<X11Client>(xvfb.display());
+    ASSERT_EQ(locker->grabKeyboard(), XCB_GRAB_STATUS_SUCCESS);
+    session(u"Lock"_s, {});
+    ASSERT_TRUE(waitForReports(3));
+    // Confirmed by the grab, the monitor waits for the locker's window to go.
+    ASSERT_TRUE(QTest::qWaitFor(
+        [&] { return desktop.allEventMasks(desktop.root()) & XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY; }, 5'000));
+    locker->destroyWindow();
+    ASSERT_TRUE(waitForReports(4));
+
+    // A locker that starts after the request lapsed is seen just before the next alert.
+    session(u"Lock"_s, {});
+    ASSERT_TRUE(waitForReports(6));
+    locker = std::make_unique<X11Client>(xvfb.display());
+    ASSERT_EQ(locker->grabKeyboard(), XCB_GRAB_STATUS_SUCCESS);
+    monitor->recheck();
+    ASSERT_TRUE(waitForReports(7));
+    locker.reset();
+    ASSERT_TRUE(waitForReports(8));
+    EXPECT_EQ(reports, (std::vector<bool>{false, true, false, true, false, true, false, true}));
 }
 
 TEST_F(PresentationSessionMonitorTest, OutsideASessionFollowsTheSessionTheEnvironmentNames)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 
+#include "alert/linux/X11DisplayState.h"
+
 #include <QDBusArgument>
 #include <QDBusMessage>
 #include <QDBusMetaType>
@@ -47,14 +49,30 @@ QVariant propertyValue(const QDBusMessage& reply)
 
 LogindAlertPresentationSessionMonitor::LogindAlertPresentationSessionMonitor(QDBusConnection systemBus,
                                                                              QDBusConnection sessionBus,
-                                                                             QObject* parent)
+                                                                             X11DisplayState* display, QObject* parent)
     : QObject(parent)
     , m_systemBus(std::move(systemBus))
     , m_sessionBus(std::move(sessionBus))
     , m_systemWatcher(
           new QDBusServiceWatcher(logindService, m_systemBus, QDBusServiceWatcher::WatchForOwnerChange, this))
     , m_sessionWatcher(new QDBusServiceWatcher(this))
+    , m_display(display)
 {
+    m_lockConfirmation.setSingleShot(true);
+    m_lockConfirmation.setInterval(lockConfirmationWindow);
+    connect(&m_lockConfirmation, &QTimer::timeout, this, &LogindAlertPresentationSessionMonitor::lockConfirmationEnded);
+    if (m_display) {
+        connect(m_display, &X11DisplayState::screenSaverActiveChanged, this, [this](bool active) {
+            if (!active) {
+                // The displays come back with the saver: whatever power level was seen before is over.
+                m_displaysPoweredDown = false;
+            }
+            update();
+        });
+        connect(m_display, &X11DisplayState::topLevelWindowWentAway, this,
+                &LogindAlertPresentationSessionMonitor::topLevelWindowWentAway);
+    }
+
     m_sessionWatcher->setConnection(m_sessionBus);
     m_sessionWatcher->setWatchMode(QDBusServiceWatcher::WatchForOwnerChange);
     m_sessionWatcher->setWatchedServices({freedesktopScreenSaverService, gnomeScreenSaverService});
@@ -118,7 +136,8 @@ void LogindAlertPresentationSessionMonitor::handleOwnerChanged(const QString& se
         ++m_logindGeneration;
         unwatchSession();
         m_sessionActiveProperty = true;
-        m_sessionLockRequested = false;
+        m_lockRequest = LockRequest::none;
+        m_lockConfirmation.stop();
         m_sessionLockedHint = false;
         m_preparingForSleep = false;
         if (!owner.isEmpty()) {
@@ -277,18 +296,78 @@ void LogindAlertPresentationSessionMonitor::handleSessionPropertiesChanged(const
 
 void LogindAlertPresentationSessionMonitor::handleSessionLock(const QDBusMessage& message)
 {
-    if (message.service() == m_logindOwner && message.path() == m_sessionPath) {
-        m_sessionLockRequested = true;
-        update();
+    if (message.service() != m_logindOwner || message.path() != m_sessionPath) {
+        return;
     }
+    if (hasLockEvidence()) {
+        m_lockRequest = LockRequest::confirmed;
+    } else {
+        m_lockRequest = LockRequest::awaitingEvidence;
+        m_lockConfirmation.start();
+    }
+    update();
 }
 
 void LogindAlertPresentationSessionMonitor::handleSessionUnlock(const QDBusMessage& message)
 {
     if (message.service() == m_logindOwner && message.path() == m_sessionPath) {
-        m_sessionLockRequested = false;
+        m_lockRequest = LockRequest::none;
+        m_lockConfirmation.stop();
+        m_lockKeyboardGrabbed = false;
         update();
     }
+}
+
+bool LogindAlertPresentationSessionMonitor::hasLockEvidence() const
+{
+    return m_sessionLockedHint || m_freedesktopScreenSaverActive || m_gnomeScreenSaverActive ||
+           (m_display && m_display->isScreenSaverActive()) || m_lockKeyboardGrabbed;
+}
+
+void LogindAlertPresentationSessionMonitor::lockConfirmationEnded()
+{
+    if (m_lockRequest != LockRequest::awaitingEvidence) {
+        return;
+    }
+    if (!confirmLockByKeyboardGrab()) {
+        qInfo("Orvane: the session was asked to lock, but no screen locker showed up; alerts are no longer held "
+              "back for it.");
+        m_lockRequest = LockRequest::lapsed;
+    }
+    update();
+}
+
+bool LogindAlertPresentationSessionMonitor::confirmLockByKeyboardGrab()
+{
+    if (!m_display || !m_display->isKeyboardGrabbed()) {
+        return false;
+    }
+    m_lockKeyboardGrabbed = true;
+    m_lockRequest = LockRequest::confirmed;
+    // The grab has no events; a locker that ends takes its window with it, which is when to ask again.
+    m_display->setWatchesTopLevelWindows(true);
+    return true;
+}
+
+void LogindAlertPresentationSessionMonitor::topLevelWindowWentAway()
+{
+    if (m_lockKeyboardGrabbed && !m_display->isKeyboardGrabbed()) {
+        m_lockKeyboardGrabbed = false;
+        m_display->setWatchesTopLevelWindows(false);
+        update();
+    }
+}
+
+void LogindAlertPresentationSessionMonitor::recheck()
+{
+    if (!m_display) {
+        return;
+    }
+    if (m_lockRequest == LockRequest::lapsed) {
+        confirmLockByKeyboardGrab();
+    }
+    m_displaysPoweredDown = m_display->areDisplaysPoweredDown();
+    update();
 }
 
 void LogindAlertPresentationSessionMonitor::readScreenSaverActive(ScreenSaver screenSaver)
@@ -329,9 +408,23 @@ void LogindAlertPresentationSessionMonitor::handleScreenSaverActiveChanged(const
 
 void LogindAlertPresentationSessionMonitor::update()
 {
-    const bool sessionActive = m_sessionActiveProperty && !m_sessionLockRequested && !m_sessionLockedHint;
+    // A confirmed lock lasts as long as its evidence; when that ends, so does the lock.
+    if (m_lockRequest == LockRequest::awaitingEvidence && hasLockEvidence()) {
+        m_lockRequest = LockRequest::confirmed;
+        m_lockConfirmation.stop();
+    } else if (m_lockRequest == LockRequest::confirmed && !hasLockEvidence()) {
+        m_lockRequest = LockRequest::none;
+        if (m_display) {
+            m_display->setWatchesTopLevelWindows(false);
+        }
+    }
+    const bool locked = m_sessionLockedHint || m_lockRequest == LockRequest::awaitingEvidence ||
+                        m_lockRequest == LockRequest::confirmed;
+    const bool sessionActive = m_sessionActiveProperty && !locked;
     const bool systemAwake = !m_preparingForSleep;
-    const bool screensAwake = !m_freedesktopScreenSaverActive && !m_gnomeScreenSaverActive;
+    const bool screensAwake = !m_freedesktopScreenSaverActive && !m_gnomeScreenSaverActive &&
+                              !(m_display && m_display->isScreenSaverActive()) && !m_displaysPoweredDown;
+    const bool wentToSleep = !systemAwake && m_availability.isSystemAwake();
     const bool wasAvailable = m_availability.isPresentationAvailable();
     const bool woke = systemAwake && !m_availability.isSystemAwake();
     const bool sessionReturned = sessionActive && !m_availability.isSessionActive();
@@ -347,6 +440,13 @@ void LogindAlertPresentationSessionMonitor::update()
         if (screensAwake == value) {
             m_availability.setScreensAwake(value);
         }
+    }
+    if (wentToSleep) {
+        Q_EMIT systemWillSleep();
+    }
+    if (locked != m_sessionLocked) {
+        m_sessionLocked = locked;
+        Q_EMIT sessionLockChanged(locked);
     }
     if (!wasAvailable && m_availability.isPresentationAvailable()) {
         Q_EMIT presentationDidBecomeAvailable();

@@ -28,6 +28,11 @@ X11KeyboardGrabProbe::X11KeyboardGrabProbe(const QByteArray& displayName)
     m_ownsConnection = true;
 }
 
+X11KeyboardGrabProbe::X11KeyboardGrabProbe(xcb_connection_t* connection)
+    : m_connection(connection)
+{
+}
+
 X11KeyboardGrabProbe::~X11KeyboardGrabProbe()
 {
     if (!m_connection) {

@@ -29,6 +29,8 @@ public:
     X11KeyboardGrabProbe();
     /// Opens a connection of its own to `displayName` (as in $DISPLAY; empty means $DISPLAY).
     explicit X11KeyboardGrabProbe(const QByteArray& displayName);
+    /// Asks over `connection`, which must outlive the probe.
+    explicit X11KeyboardGrabProbe(xcb_connection_t* connection);
     ~X11KeyboardGrabProbe();
     X11KeyboardGrabProbe(const X11KeyboardGrabProbe&) = delete;
     X11KeyboardGrabProbe& operator=(const X11KeyboardGrabProbe&) = delete;
