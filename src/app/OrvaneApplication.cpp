@@ -6,6 +6,7 @@
 #include "alert/SecureEventInputActivationGate.h"
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 #include "alert/linux/QtAlertWindowSystem.h"
+#include "alert/linux/X11DisplayState.h"
 #include "alert/linux/X11KeyboardGrabProbe.h"
 #include "app/ApplicationControlService.h"
 #include "app/BundleInfo.h"
@@ -40,6 +41,7 @@
 #include "ui/WindowCoordinating.h"
 #include "ui/WindowCoordinator.h"
 #include "ui/linux/BackgroundPortalLaunchAtLoginService.h"
+#include "ui/linux/LauncherActivation.h"
 #include "ui/linux/XdgAutostartLaunchAtLoginService.h"
 
 #include <QApplication>
@@ -94,13 +96,25 @@ bool openCalendarApplication()
     return false;
 }
 
+/// The X server's screen saver and keyboard, in an X11 session only: under Wayland the compositor blanks and locks
+/// the screens, and XWayland's own screen saver, which sees no input from native windows, would say nothing true.
+std::unique_ptr<X11DisplayState> makeDisplayState()
+{
+    if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariable("XDG_SESSION_TYPE") == u"wayland"_s ||
+        !qEnvironmentVariableIsSet("DISPLAY")) {
+        return nullptr;
+    }
+    auto state = std::make_unique<X11DisplayState>();
+    return state->isConnected() ? std::move(state) : nullptr;
+}
+
 /// The OAuth clients this build was configured with.
 std::map<QString, QString> oauthClientValues(const BundleInfo& bundle)
 {
     std::map<QString, QString> values;
-    for (const QString& key : {RemoteOAuthClientIDStore::googleClientIDKey,
-                               RemoteOAuthClientIDStore::googleClientSecretKey,
-                               RemoteOAuthClientIDStore::microsoftClientIDKey}) {
+    for (const QString& key :
+         {RemoteOAuthClientIDStore::googleClientIDKey, RemoteOAuthClientIDStore::googleClientSecretKey,
+          RemoteOAuthClientIDStore::microsoftClientIDKey}) {
         if (const auto value = bundle.value(key)) {
             values[key] = *value;
         }
@@ -120,6 +134,7 @@ struct OrvaneApplication::Parts {
               .bundleValue = [bundle](const QString& key) { return bundle.value(key); },
               .openUrl = openInBrowser,
               .accounts = &accountsModel,
+              .activateWithToken = activateWithLauncherToken,
           })
     {
         defaults.removeOrphanedLock();
@@ -143,7 +158,9 @@ struct OrvaneApplication::Parts {
 
     // Directly connected Google and Microsoft accounts.
     NetworkRemoteHTTPTransport transport{RemoteHTTPRedirectPolicy::sameOrigin};
-    OAuthTokenClient tokenClient{transport, [this] { return clock.now(); }};
+    OAuthTokenClient tokenClient{transport, [this] {
+                                     return clock.now();
+                                 }};
     KeyringOAuthRefreshTokenStore keyring;
     OAuthWebAuthorizer authorizer{openInBrowser};
     UserDefaultsRemoteCalendarAccountStore accountStore{defaults};
@@ -166,7 +183,9 @@ struct OrvaneApplication::Parts {
         .configuration = {},
     }};
 
-    LogindAlertPresentationSessionMonitor monitor{QDBusConnection::systemBus(), QDBusConnection::sessionBus()};
+    std::unique_ptr<X11DisplayState> displayState = makeDisplayState();
+    LogindAlertPresentationSessionMonitor monitor{QDBusConnection::systemBus(), QDBusConnection::sessionBus(),
+                                                  displayState.get()};
     X11KeyboardGrabProbe keyboardProbe;
     SecureEventInputActivationGate gate{clock, timers, [this] {
                                             return keyboardProbe.anotherClientHoldsKeyboard();
@@ -212,10 +231,14 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     parts.scheduler.setIdentityReconciler(&parts.reconciler);
     connect(&parts.timers, &TimerfdAlertTimerScheduler::systemClockChanged, &parts.systemEvents,
             &SystemEventSource::clockChanged);
+    connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::systemWillSleep, &parts.systemEvents,
+            &SystemEventSource::willSleep);
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::systemDidWake, &parts.systemEvents,
             &SystemEventSource::didWake);
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionDidBecomeActive, &parts.systemEvents,
             &SystemEventSource::sessionDidBecomeActive);
+    connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionLockChanged, &parts.model,
+            &AppModel::setAlertsHeldForLock);
     // Alerts held back while the screen was locked or asleep are offered again.
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::presentationDidBecomeAvailable, this,
             [this] { m_parts->scheduler.presentationSurfaceDidBecomeAvailable(); });
@@ -251,13 +274,10 @@ QCoro::Task<> OrvaneApplication::start()
     }
 }
 
-void OrvaneApplication::reopen()
+void OrvaneApplication::reopen(const QString& activationToken)
 {
-    if (m_parts->model.hasCompletedOnboarding() && m_parts->model.hasUsableCalendarSource()) {
-        m_parts->windows.openSettings(WindowCoordinating::SettingsSection::general);
-    } else {
-        m_parts->windows.openOnboarding();
-    }
+    m_parts->windows.reopen(m_parts->model.hasCompletedOnboarding() && m_parts->model.hasUsableCalendarSource(),
+                            activationToken);
 }
 
 } // namespace orvane

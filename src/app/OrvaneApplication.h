@@ -26,7 +26,7 @@ public:
     AppModel& model();
 
     /// The second launch or the desktop's launcher asked Orvane to come forward.
-    void reopen();
+    void reopen(const QString& activationToken);
 
 private:
     struct Parts;

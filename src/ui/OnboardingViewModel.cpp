@@ -49,7 +49,11 @@ bool OnboardingViewModel::accessIsProblem() const
 
 bool OnboardingViewModel::canChooseCalendars() const
 {
-    return m_model.authorizationState() == CalendarAuthorizationState::fullAccess && !offersResume();
+    // Without the desktop calendar service the flow goes on too: the calendars step offers to connect an account
+    // directly or to finish without calendars, rather than leaving the user at a dead end.
+    const auto state = m_model.authorizationState();
+    return (state == CalendarAuthorizationState::fullAccess || state == CalendarAuthorizationState::unknown) &&
+           !offersResume();
 }
 
 bool OnboardingViewModel::offersResume() const

@@ -83,7 +83,8 @@ public:
     QString stepCounter() const;
     QString accessText() const;
     bool accessIsProblem() const;
-    /// Access is granted, so the calendars step can follow.
+    /// Access is granted, or the calendar service cannot be reached (the calendars step then offers connected
+    /// accounts and finishing without calendars), so the calendars step can follow.
     bool canChooseCalendars() const;
     /// Reopened to restore access, which is granted again: the user resumes instead of choosing calendars anew.
     bool offersResume() const;

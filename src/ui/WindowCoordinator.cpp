@@ -7,6 +7,7 @@
 #include <QtDebug>
 
 #include <utility>
+#include <vector>
 
 using namespace Qt::StringLiterals;
 
@@ -92,11 +93,40 @@ QQuickWindow* WindowCoordinator::createWindow(const QString& source, QObject* vi
     return window;
 }
 
+void WindowCoordinator::reopen(bool calendarSetupUsable, const QString& activationToken)
+{
+    m_activationToken = activationToken;
+    std::vector<QQuickWindow*> open;
+    for (QQuickWindow* window : {m_aboutWindow.get(), m_onboardingWindow.get(), m_settingsWindow.get()}) {
+        if (window != nullptr && window->isVisible()) {
+            open.push_back(window);
+        }
+    }
+    if (open.empty()) {
+        calendarSetupUsable ? openSettings(SettingsSection::general) : openOnboarding();
+    }
+    // Every open window comes forward; the last one raised takes the focus (and the token).
+    for (std::size_t index = 0; index < open.size(); ++index) {
+        if (index + 1 < open.size()) {
+            open[index]->raise();
+        } else {
+            bringToFront(*open[index]);
+        }
+    }
+    m_activationToken.clear();
+}
+
 void WindowCoordinator::bringToFront(QQuickWindow& window)
 {
     window.show();
     window.raise();
-    window.requestActivate();
+    // A token is good for one activation.
+    const QString token = std::exchange(m_activationToken, QString());
+    if (!token.isEmpty() && m_dependencies.activateWithToken) {
+        m_dependencies.activateWithToken(window, token);
+    } else {
+        window.requestActivate();
+    }
 }
 
 } // namespace orvane

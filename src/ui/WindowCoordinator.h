@@ -2,17 +2,19 @@
 #pragma once
 
 #include "ui/AboutViewModel.h"
-#include "ui/OnboardingViewModel.h"
 #include "ui/ConnectedAccountsViewModel.h"
+#include "ui/OnboardingViewModel.h"
 #include "ui/SettingsViewModel.h"
 #include "ui/WindowCoordinating.h"
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 class QQmlEngine;
 class QQuickWindow;
+class QWindow;
 
 namespace orvane {
 
@@ -26,6 +28,9 @@ struct WindowCoordinatorDependencies {
     /// The connected accounts, which settings and onboarding's connect sheet show; absent when this copy cannot
     /// connect any. Must outlive the coordinator.
     ConnectedAccountsModel* accounts = nullptr;
+    /// Brings a shown window in front of the user's work with a launcher's activation token (the desktop refuses
+    /// it otherwise); absent: the window only asks.
+    std::function<void(QWindow& window, const QString& activationToken)> activateWithToken;
 };
 
 /// Owns the onboarding, settings and about windows: each is made on first use, reused afterwards and brought to the
@@ -38,6 +43,10 @@ public:
     void openOnboarding() override;
     void openSettings(SettingsSection section = SettingsSection::general) override;
     void openAbout() override;
+
+    /// Orvane was launched again: the windows open now come forward as they are; with none open, settings opens
+    /// when the calendar setup is usable, otherwise onboarding. `activationToken` is the launcher's, if any.
+    void reopen(bool calendarSetupUsable, const QString& activationToken);
 
     /// The windows once made; null before the first use or when their scene failed to load.
     QQuickWindow* onboardingWindow() const { return m_onboardingWindow.get(); }
@@ -54,10 +63,12 @@ private:
     QQuickWindow* createWindow(const QString& source, QObject* viewModel);
     /// The accounts' view model shared by settings and onboarding, made with the first of them.
     QObject* sharedAccountsViewModel();
-    static void bringToFront(QQuickWindow& window);
+    void bringToFront(QQuickWindow& window);
 
     WindowCoordinatorDependencies m_dependencies;
     QString m_errorString;
+    /// The token of the reopen being handled; used once.
+    QString m_activationToken;
     // Destroyed in reverse: the windows before the view models they show, both before the engine.
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<OnboardingViewModel> m_onboardingViewModel;

@@ -66,9 +66,10 @@ QString accessExplanation(CalendarAuthorizationState state)
         return u"The current permission can add events but cannot read them. Enable Full Access in your desktop's "
                u"settings."_s;
     case CalendarAuthorizationState::unknown:
-        // "macOS returned an unfamiliar Calendar permission state. Check Privacy & Security, then try again."
-        return u"Your desktop returned an unfamiliar calendar permission state. Check your desktop's settings, then "
-               u"try again."_s;
+        // "macOS returned an unfamiliar Calendar permission state. Check Privacy & Security, then try again." On
+        // Linux there is no permission to be in an unfamiliar state: this is the calendar service not answering.
+        return u"The desktop calendar service (Evolution Data Server) could not be reached. Install or start it, then "
+               u"check again, or continue and connect Google Calendar or Outlook directly."_s;
     }
     return {};
 }

@@ -8,9 +8,9 @@
 #include "ui/WindowTexts.h"
 
 #include <QCoreApplication>
-#include <QTest>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTest>
 
 #include <gtest/gtest.h>
 
@@ -26,8 +26,8 @@ using orvane::CalendarSourceKind;
 using orvane::OnboardingViewModel;
 using orvane::WindowCoordinator;
 using Step = OnboardingViewModel::Step;
-using settingsfixtures::FakeOnboardingModel;
 using settingsfixtures::bundle;
+using settingsfixtures::FakeOnboardingModel;
 using settingsfixtures::threeCalendars;
 
 namespace {
@@ -45,7 +45,8 @@ TEST(OnboardingViewModelTest, AccessStepFollowsTheAuthorizationState)
         {CalendarAuthorizationState::denied, true, false},
         {CalendarAuthorizationState::restricted, true, false},
         {CalendarAuthorizationState::writeOnly, true, false},
-        {CalendarAuthorizationState::unknown, true, false},
+        // The calendar service cannot be reached: the flow goes on to connect an account or finish without.
+        {CalendarAuthorizationState::unknown, true, true},
     };
     QSet<QString> seen;
     for (const auto& c : cases) {
@@ -322,7 +323,11 @@ struct Windows {
                                                           {u"CFBundleVersion"_s, u"1"_s},
                                                           {u"OrvaneWebsiteURL"_s, u"https://orvane.example/"_s}}),
                                    .openUrl = {},
-                                   .accounts = &accounts}};
+                                   .accounts = &accounts,
+                                   .activateWithToken = [this](QWindow& window, const QString& token) {
+                                       activations.emplace_back(&window, token);
+                                   }}};
+    std::vector<std::pair<QWindow*, QString>> activations;
 };
 
 TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
@@ -391,6 +396,35 @@ TEST(WindowCoordinatorTest, OnboardingWithoutCalendarsOffersTheConnectSheet)
     all.accounts.supported = false;
     Q_EMIT all.accounts.changed();
     EXPECT_FALSE(connectButton->isVisible());
+}
+
+TEST(WindowCoordinatorTest, LaunchingAgainBringsOpenWindowsForwardAsTheyAre)
+{
+    using Section = orvane::WindowCoordinating::SettingsSection;
+    Windows all;
+    WindowCoordinator& windows = all.coordinator;
+    windows.openSettings(Section::calendars);
+    windows.openAbout();
+    ASSERT_TRUE(windows.settingsWindow() && windows.aboutWindow());
+
+    windows.reopen(true, u"launch-1"_s);
+    EXPECT_EQ(windows.settingsViewModel()->section(), Section::calendars) << "the user's place is kept";
+    EXPECT_EQ(windows.onboardingWindow(), nullptr);
+    ASSERT_EQ(all.activations.size(), 1u) << "one token, one activation";
+    EXPECT_EQ(all.activations[0].first, windows.settingsWindow());
+    EXPECT_EQ(all.activations[0].second, u"launch-1"_s);
+
+    // With nothing open: settings when the calendars are usable, otherwise onboarding.
+    windows.settingsWindow()->close();
+    windows.aboutWindow()->close();
+    windows.reopen(false, QString());
+    ASSERT_NE(windows.onboardingWindow(), nullptr);
+    EXPECT_TRUE(windows.onboardingWindow()->isVisible());
+    EXPECT_FALSE(windows.settingsWindow()->isVisible());
+    windows.onboardingWindow()->close();
+    windows.reopen(true, QString());
+    EXPECT_TRUE(windows.settingsWindow()->isVisible());
+    EXPECT_EQ(windows.settingsViewModel()->section(), Section::general);
 }
 
 TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)

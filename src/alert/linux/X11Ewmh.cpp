@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/X11Ewmh.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -20,16 +21,38 @@ Reply<T> owned(T* reply)
 }
 
 constexpr std::array<const char*, std::size_t(X11Ewmh::Atom::count)> atomNames{
-    "_NET_ACTIVE_WINDOW",         "_NET_WM_STATE",
-    "_NET_WM_STATE_ABOVE",        "_NET_WM_STATE_STICKY",
-    "_NET_WM_STATE_SKIP_TASKBAR", "_NET_WM_STATE_SKIP_PAGER",
-    "_NET_WM_STATE_FULLSCREEN",   "_NET_WM_DESKTOP",
+    "_NET_ACTIVE_WINDOW",
+    "_NET_WM_STATE",
+    "_NET_WM_STATE_ABOVE",
+    "_NET_WM_STATE_STICKY",
+    "_NET_WM_STATE_SKIP_TASKBAR",
+    "_NET_WM_STATE_SKIP_PAGER",
+    "_NET_WM_STATE_FULLSCREEN",
+    "_NET_WM_DESKTOP",
+    "_NET_STARTUP_ID",
+    "UTF8_STRING",
+    "_NET_STARTUP_INFO_BEGIN",
+    "_NET_STARTUP_INFO",
 };
 
 /// `_NET_WM_DESKTOP` value meaning "on every desktop".
 constexpr std::uint32_t allDesktops = 0xFFFFFFFF;
 /// Source indication of an activation request sent on the user's behalf by a pager or taskbar.
 constexpr std::uint32_t pagerSource = 2;
+/// Source indication of an application's own activation request.
+constexpr std::uint32_t applicationSource = 1;
+
+/// The X server time in a startup id ("…_TIME<time>"); the current time when it has none.
+xcb_timestamp_t launchTime(const QByteArray& startupId)
+{
+    const qsizetype at = startupId.lastIndexOf("_TIME");
+    if (at < 0) {
+        return XCB_CURRENT_TIME;
+    }
+    bool ok = false;
+    const auto time = startupId.mid(at + 5).toULong(&ok);
+    return ok ? xcb_timestamp_t(time) : xcb_timestamp_t(XCB_CURRENT_TIME);
+}
 
 } // namespace
 
@@ -112,6 +135,39 @@ void X11Ewmh::requestActivation(xcb_window_t window)
     event.data.data32[2] = XCB_WINDOW_NONE;
     xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&event));
+    xcb_flush(m_connection);
+}
+
+void X11Ewmh::activateForLaunch(xcb_window_t window, const QByteArray& startupId)
+{
+    xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, atom(Atom::netStartupId), atom(Atom::utf8String),
+                        8, std::uint32_t(startupId.size()), startupId.constData());
+
+    xcb_client_message_event_t activate{};
+    activate.response_type = XCB_CLIENT_MESSAGE;
+    activate.format = 32;
+    activate.window = window;
+    activate.type = atom(Atom::netActiveWindow);
+    activate.data.data32[0] = applicationSource;
+    activate.data.data32[1] = launchTime(startupId);
+    activate.data.data32[2] = XCB_WINDOW_NONE;
+    xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&activate));
+
+    // "remove: ID=…" in 20-byte pieces, the first as _NET_STARTUP_INFO_BEGIN, the rest as _NET_STARTUP_INFO, the
+    // text ending with its NUL; sent to the root for whoever shows launch feedback.
+    QByteArray message = "remove: ID=\"" + QByteArray(startupId).replace('\\', "\\\\").replace('"', "\\\"") + "\"";
+    message.append('\0');
+    for (qsizetype offset = 0; offset < message.size(); offset += 20) {
+        xcb_client_message_event_t piece{};
+        piece.response_type = XCB_CLIENT_MESSAGE;
+        piece.format = 8;
+        piece.window = m_root;
+        piece.type = atom(offset == 0 ? Atom::netStartupInfoBegin : Atom::netStartupInfo);
+        std::memcpy(piece.data.data8, message.constData() + offset,
+                    std::size_t(std::min<qsizetype>(20, message.size() - offset)));
+        xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_PROPERTY_CHANGE, reinterpret_cast<const char*>(&piece));
+    }
     xcb_flush(m_connection);
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include <QByteArray>
 #include <QRect>
 
 #include <array>
@@ -25,6 +26,10 @@ public:
         netWmStateSkipPager,
         netWmStateFullscreen,
         netWmDesktop,
+        netStartupId,
+        utf8String,
+        netStartupInfoBegin,
+        netStartupInfo,
         count,
     };
 
@@ -47,6 +52,10 @@ public:
     /// Asks the window manager to activate `window`, as a pager would: window managers honour pager requests
     /// without their focus-stealing checks, which is what giving focus back to the user's previous window needs.
     void requestActivation(xcb_window_t window);
+    /// Activates `window` for the launch whose X startup id is `startupId`, as the startup-notification protocol
+    /// has it: the window names the launch, the request carries the launch's time (window managers that prevent
+    /// focus stealing accept that), and the launch is declared complete so that its busy feedback ends.
+    void activateForLaunch(xcb_window_t window, const QByteArray& startupId);
     /// Marks an unmapped `window` as above, sticky, full screen and out of taskbars and pagers, on every desktop.
     void setPanelProperties(xcb_window_t window);
     /// Adds VisibilityNotify to the events `window` reports, keeping those Qt asked for.

@@ -25,7 +25,7 @@ void DBusApplicationActivator::activateRunningInstance()
     auto message =
         QDBusMessage::createMethodCall(DBusApplicationAddress::serviceName, DBusApplicationAddress::objectPath,
                                        DBusApplicationAddress::interfaceName, QStringLiteral("Activate"));
-    message << QVariantMap();
+    message << DBusApplicationService::launcherPlatformData();
     // Nothing to do with the answer: a copy that is gone, or hangs, is not this process's to fix.
     m_connection.call(message, QDBus::Block, activationTimeoutMilliseconds);
 }
@@ -58,19 +58,42 @@ bool DBusApplicationService::registerOnBus()
     return true;
 }
 
-void DBusApplicationService::Activate(const QVariantMap&)
+QString DBusApplicationService::activationToken(const QVariantMap& platformData)
 {
-    Q_EMIT reopenRequested();
+    for (const char* key : {"activation-token", "desktop-startup-id"}) {
+        const QString token = platformData.value(QString::fromLatin1(key)).toString();
+        if (!token.isEmpty()) {
+            return token;
+        }
+    }
+    return {};
 }
 
-void DBusApplicationService::Open(const QStringList&, const QVariantMap&)
+QVariantMap DBusApplicationService::launcherPlatformData()
 {
-    Q_EMIT reopenRequested();
+    QVariantMap data;
+    if (const QString token = qEnvironmentVariable("XDG_ACTIVATION_TOKEN"); !token.isEmpty()) {
+        data.insert(QStringLiteral("activation-token"), token);
+    }
+    if (const QString id = qEnvironmentVariable("DESKTOP_STARTUP_ID"); !id.isEmpty()) {
+        data.insert(QStringLiteral("desktop-startup-id"), id);
+    }
+    return data;
 }
 
-void DBusApplicationService::ActivateAction(const QString&, const QVariantList&, const QVariantMap&)
+void DBusApplicationService::Activate(const QVariantMap& platformData)
 {
-    Q_EMIT reopenRequested();
+    Q_EMIT reopenRequested(activationToken(platformData));
+}
+
+void DBusApplicationService::Open(const QStringList&, const QVariantMap& platformData)
+{
+    Q_EMIT reopenRequested(activationToken(platformData));
+}
+
+void DBusApplicationService::ActivateAction(const QString&, const QVariantList&, const QVariantMap& platformData)
+{
+    Q_EMIT reopenRequested(activationToken(platformData));
 }
 
 } // namespace orvane

@@ -21,7 +21,9 @@ struct DBusApplicationAddress {
 };
 
 /// Asks the running copy to come forward. It runs before any interface exists, so waiting for the answer (a few
-/// seconds at most) blocks nothing the user sees.
+/// seconds at most) blocks nothing the user sees. The launcher's activation token (XDG_ACTIVATION_TOKEN, or
+/// DESKTOP_STARTUP_ID on X11) goes along as the desktop's platform data: only with it may the running copy raise a
+/// window in front of the user's work.
 class DBusApplicationActivator final : public ApplicationActivating {
 public:
     explicit DBusApplicationActivator(QDBusConnection connection = QDBusConnection::sessionBus());
@@ -50,8 +52,15 @@ public Q_SLOTS:
     void Open(const QStringList& uris, const QVariantMap& platformData);
     void ActivateAction(const QString& actionName, const QVariantList& parameter, const QVariantMap& platformData);
 
+    /// The token a launcher gave for this activation in `platformData` ("activation-token", else
+    /// "desktop-startup-id"); empty without one.
+    static QString activationToken(const QVariantMap& platformData);
+    /// The platform data this process's launcher gave it, from its environment.
+    static QVariantMap launcherPlatformData();
+
 Q_SIGNALS:
-    void reopenRequested();
+    /// `activationToken` may be empty.
+    void reopenRequested(const QString& activationToken);
 
 private:
     QDBusConnection m_connection;
