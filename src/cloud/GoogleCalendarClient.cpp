@@ -3,6 +3,7 @@
 
 #include "cloud/RemoteCalendarIdentityNamespace.h"
 #include "cloud/RemoteHTTPError.h"
+#include "cloud/RemoteMeetingOccurrence.h"
 #include "domain/MeetingLinkDetector.h"
 
 #include <QDateTime>
@@ -23,8 +24,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The title of an event without one; the same words the desktop calendars use.
-const QString untitledEventTitle = u"Untitled event"_s;
+/// The event types of statuses a user sets on their own calendar (away, heads-down, working from somewhere): events
+/// to Google, but nothing anyone is called to. Other types, including ones Google adds later, are kept.
+const QStringList statusEventTypes = {u"outOfOffice"_s, u"focusTime"_s, u"workingLocation"_s};
 
 [[noreturn]] void throwInvalidResponse()
 {
@@ -194,7 +196,7 @@ std::optional<RemoteMeetingOccurrence> occurrenceFromEvent(const QJsonObject& ev
                                                            const RemoteCalendarDescriptor& calendar)
 {
     const QString id = event.value(u"id"_s).toString();
-    if (id.isEmpty()) {
+    if (id.isEmpty() || statusEventTypes.contains(event.value(u"eventType"_s).toString())) {
         return std::nullopt;
     }
     const bool isCanceled = event.value(u"status"_s).toString() == u"cancelled"_s;
@@ -244,7 +246,7 @@ std::optional<RemoteMeetingOccurrence> occurrenceFromEvent(const QJsonObject& ev
         .seriesIdentifier = RemoteCalendarIdentityNamespace::seriesIdentifier(
             account, recurringEventId.isEmpty() ? id : recurringEventId),
         .occurrenceStart = originalStart ? Date::fromDateTime(originalStart->dateTime) : startDate,
-        .title = nonBlankString(event.value(u"summary"_s)).value_or(untitledEventTitle),
+        .title = occurrenceTitle(event.value(u"summary"_s).toString()),
         .startDate = startDate,
         .endDate = Date::fromDateTime(end->dateTime),
         .isAllDay = start->isDate,

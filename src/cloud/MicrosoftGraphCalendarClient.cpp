@@ -3,6 +3,7 @@
 
 #include "cloud/RemoteCalendarIdentityNamespace.h"
 #include "cloud/RemoteHTTPError.h"
+#include "cloud/RemoteMeetingOccurrence.h"
 #include "domain/MeetingLinkDetector.h"
 
 #include <QJsonArray>
@@ -207,7 +208,7 @@ std::optional<RemoteMeetingOccurrence> occurrence(const QJsonObject& event,
             result.occurrenceStart = *originalStart;
         }
     }
-    result.title = event.value(u"subject"_s).toString();
+    result.title = occurrenceTitle(event.value(u"subject"_s).toString());
     result.startDate = *start;
     result.endDate = *end;
     result.isAllDay = isAllDay;

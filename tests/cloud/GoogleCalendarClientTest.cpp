@@ -249,7 +249,7 @@ TEST_F(GoogleCalendarClientTest, EventsMapToOccurrences)
             "description":"Notes: https://acme.zoom.us/j/1"})",
          u"ev1 | 2026-11-23T09:00:00Z | Standup | 2026-11-23T09:00:00Z | 2026-11-23T09:30:00Z | timed | live | "
          "accepted | attendees | Room 4 | single | https://meet.google.com/vid-eoo-xyz | ev1@google.com"_s},
-        {R"({"id":"ev2","summary":"Review","start":{"dateTime":"2026-11-23T12:00:00Z"},
+        {R"({"id":"ev2","eventType":"default","summary":"Review","start":{"dateTime":"2026-11-23T12:00:00Z"},
             "end":{"dateTime":"2026-11-23T13:00:00Z"}, "hangoutLink":"https://meet.google.com/han-gout-xyz",
             "attendees":[{"email":"bob@example.com","responseStatus":"needsAction"},
                          {"email":"ada@example.com","self":true,"responseStatus":"tentative"}]})",
@@ -271,7 +271,7 @@ TEST_F(GoogleCalendarClientTest, EventsMapToOccurrences)
             "start":{"date":"2026-11-26"},"end":{"date":"2026-11-27"}})",
          u"ev5 | 2026-11-26T00:00:00Z | Offsite | 2026-11-26T00:00:00Z | 2026-11-27T00:00:00Z | all-day | live | "
          "unknown | alone | - | single | - | -"_s},
-        {R"({"id":"ev6","summary":"1:1","organizer":{"email":"ada@example.com","self":true},
+        {R"({"id":"ev6","eventType":"someNewType","summary":"1:1","organizer":{"email":"ada@example.com","self":true},
             "attendees":[{"email":"bob@example.com","responseStatus":"needsAction"}],
             "start":{"dateTime":"2026-11-26T15:00:00Z"},"end":{"dateTime":"2026-11-26T15:30:00Z"},
             "description":"Join: https://acme.zoom.us/j/123?pwd=x."})",
@@ -283,10 +283,17 @@ TEST_F(GoogleCalendarClientTest, EventsMapToOccurrences)
             "start":{"dateTime":"2026-11-27T08:00:00Z"},"end":{"dateTime":"2026-11-27T08:00:00Z"}})",
          u"ev7 | 2026-11-27T08:00:00Z | Untitled event | 2026-11-27T08:00:00Z | 2026-11-27T08:00:00Z | timed | "
          "cancelled | pending | alone | - | single | - | -"_s},
-        {R"({"id":"ev8","summary":"NY","start":{"dateTime":"2026-11-27T09:00:00","timeZone":"America/New_York"},
+        {R"({"id":"ev8","eventType":"fromGmail","summary":"NY","start":{"dateTime":"2026-11-27T09:00:00","timeZone":"America/New_York"},
             "end":{"dateTime":"2026-11-27T10:00:00","timeZone":"America/New_York"}})",
          u"ev8 | 2026-11-27T14:00:00Z | NY | 2026-11-27T14:00:00Z | 2026-11-27T15:00:00Z | timed | live | "
          "unknown | alone | - | single | - | -"_s},
+        // Statuses the user sets on their own calendar, not meetings.
+        {R"({"id":"ooo","eventType":"outOfOffice","start":{"dateTime":"2026-11-24T13:00:00Z"},"end":{"dateTime":"2026-11-24T17:00:00Z"}})",
+         {}},
+        {R"({"id":"focus","eventType":"focusTime","start":{"dateTime":"2026-11-25T13:00:00Z"},"end":{"dateTime":"2026-11-25T15:00:00Z"}})",
+         {}},
+        {R"({"id":"office","eventType":"workingLocation","start":{"dateTime":"2026-11-26T08:00:00Z"},"end":{"dateTime":"2026-11-26T17:00:00Z"}})",
+         {}},
         {R"({"start":{"dateTime":"2026-11-23T10:00:00Z"},"end":{"dateTime":"2026-11-23T11:00:00Z"}})", {}},
         {R"({"id":"bad1","start":{"dateTime":"tomorrow"},"end":{"dateTime":"2026-11-23T11:00:00Z"}})", {}},
         {R"({"id":"bad2","start":{"dateTime":"2026-11-23"},"end":{"dateTime":"2026-11-24T11:00:00Z"}})", {}},

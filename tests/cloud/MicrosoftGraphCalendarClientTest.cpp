@@ -207,6 +207,9 @@ TEST_F(MicrosoftGraphCalendarClientTest, EventsMapToOccurrencesAndMalformedOnesA
         adjust(result);
         return result;
     };
+    const auto untitled = [](RemoteMeetingOccurrence& o) {
+        o.title = u"Untitled event"_s;
+    };
     struct Row {
         QByteArray event;
         std::optional<RemoteMeetingOccurrence> expected;
@@ -273,6 +276,13 @@ TEST_F(MicrosoftGraphCalendarClientTest, EventsMapToOccurrencesAndMalformedOnesA
             "attendees":[{"type":"required","emailAddress":{"address":"bob@contoso.com"}}]})",
          occurrence(u"zoned"_s, utc(u"2026-11-23T17:00:00Z"_s), utc(u"2026-11-23T18:00:00Z"_s),
                     [](RemoteMeetingOccurrence& o) { o.hasAttendees = true; })},
+        // Missing, null or empty: the alert still needs a title.
+        {R"({"id":"no subject","start":{"dateTime":"2026-11-27T09:00:00.0000000","timeZone":"UTC"},"end":{"dateTime":"2026-11-27T10:00:00.0000000","timeZone":"UTC"}})",
+         occurrence(u"no subject"_s, utc(u"2026-11-27T09:00:00Z"_s), utc(u"2026-11-27T10:00:00Z"_s), untitled)},
+        {R"({"id":"null subject","subject":null,"start":{"dateTime":"2026-11-27T11:00:00.0000000","timeZone":"UTC"},"end":{"dateTime":"2026-11-27T12:00:00.0000000","timeZone":"UTC"}})",
+         occurrence(u"null subject"_s, utc(u"2026-11-27T11:00:00Z"_s), utc(u"2026-11-27T12:00:00Z"_s), untitled)},
+        {R"({"id":"empty subject","subject":"","start":{"dateTime":"2026-11-27T13:00:00.0000000","timeZone":"UTC"},"end":{"dateTime":"2026-11-27T14:00:00.0000000","timeZone":"UTC"}})",
+         occurrence(u"empty subject"_s, utc(u"2026-11-27T13:00:00Z"_s), utc(u"2026-11-27T14:00:00Z"_s), untitled)},
         {R"({"id":"master","subject":"master","type":"seriesMaster","start":{"dateTime":"2026-11-23T09:00:00.0000000","timeZone":"UTC"},
             "end":{"dateTime":"2026-11-23T10:00:00.0000000","timeZone":"UTC"}})",
          std::nullopt},
