@@ -45,11 +45,11 @@ struct LoopbackOAuthReceiver::Waiter {
     };
 };
 
+/// A connection whose request is not complete yet; an answered one is released (see respond()).
 struct LoopbackOAuthReceiver::Connection {
     QTcpSocket* socket = nullptr;
     QTimer* idleTimer = nullptr;
     QByteArray buffer;
-    bool answered = false;
 };
 
 LoopbackOAuthReceiver::LoopbackOAuthReceiver(QString expectedState, QString callbackHost, QString callbackPath,
@@ -160,14 +160,14 @@ void LoopbackOAuthReceiver::acceptConnections()
         connect(socket, &QTcpSocket::readyRead, this, [this, socket] { readFrom(socket); });
         connect(socket, &QTcpSocket::disconnected, this, [this, socket] {
             const auto found = m_connections.find(socket);
-            if (found != m_connections.end() && !found->second->answered && !found->second->buffer.isEmpty()) {
+            if (found != m_connections.end() && !found->second->buffer.isEmpty()) {
                 // The peer finished sending without a blank line: what it sent is the whole request. The answer
                 // cannot reach it any more, but a valid callback still counts.
                 handleRequest(*found->second);
             }
             forget(socket);
         });
-        m_connections.emplace(socket, std::make_unique<Connection>(Connection{socket, idleTimer, {}, false}));
+        m_connections.emplace(socket, std::make_unique<Connection>(Connection{socket, idleTimer, {}}));
         idleTimer->start();
         if (socket->bytesAvailable() > 0) {
             readFrom(socket);
@@ -183,19 +183,14 @@ void LoopbackOAuthReceiver::readFrom(QTcpSocket* socket)
     }
     Connection& connection = *found->second;
     connection.idleTimer->start();
+    // Once answered, the connection is released and no longer ours to read.
     while (m_connections.contains(socket) && socket->bytesAvailable() > 0) {
         const QByteArray chunk = socket->read(readChunkSize);
         if (chunk.isEmpty()) {
             break;
         }
-        if (connection.answered) {
-            // Read and dropped: closing a socket with unread data resets the connection, and the browser could
-            // then lose the page it was just sent.
-            continue;
-        }
         connection.buffer += chunk;
         if (connection.buffer.size() > maximumRequestSize) {
-            connection.buffer.clear();
             respond(connection, tooLargeStatus, tooLargeMessage);
         } else if (connection.buffer.contains(headerTerminator)) {
             handleRequest(connection);
@@ -256,10 +251,23 @@ void LoopbackOAuthReceiver::handleRequest(Connection& connection)
 
 void LoopbackOAuthReceiver::respond(Connection& connection, const QString& status, const QString& message)
 {
-    connection.answered = true;
-    if (connection.socket->state() == QAbstractSocket::ConnectedState) {
-        connection.socket->write(httpResponse(status, message));
-        connection.socket->disconnectFromHost();
+    QTcpSocket* const socket = connection.socket;
+    if (socket->state() == QAbstractSocket::ConnectedState) {
+        // Only buffered here: Qt writes it from the event loop, and closes once everything is written.
+        socket->write(httpResponse(status, message));
+        socket->disconnectFromHost();
+    }
+    // The caller typically destroys the receiver as soon as it has the callback, and with it the server, the
+    // sockets' parent: the answered socket leaves both and deletes itself once closed, so that the page still
+    // reaches the browser. Its idle timer stays as the bound on its life.
+    const auto released = m_connections.extract(socket);
+    socket->disconnect(this);
+    connection.idleTimer->disconnect(this);
+    socket->setParent(nullptr);
+    connect(connection.idleTimer, &QTimer::timeout, socket, &QAbstractSocket::abort);
+    connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
+    if (socket->state() == QAbstractSocket::UnconnectedState) {
+        socket->deleteLater();
     }
 }
 

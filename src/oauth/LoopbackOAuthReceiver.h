@@ -27,7 +27,8 @@ namespace orvane {
 /// It answers every request with a short page, accepts only a GET of the callback path carrying the expected state,
 /// and hands that one callback URL to the waiting caller. The first accepted callback or a cancellation finishes the
 /// receiver for good and frees its port; requests it rejects (a favicon fetch, a stale state) leave it listening, so
-/// a stray request cannot end a sign-in. It lives on one thread: its connections are served there.
+/// a stray request cannot end a sign-in. It lives on one thread: its connections are served there. A connection it
+/// has answered finishes on its own, so destroying the receiver right after the callback still shows the page.
 class LoopbackOAuthReceiver final : public QObject {
     Q_OBJECT
 
@@ -91,6 +92,7 @@ private:
     void readFrom(QTcpSocket* socket);
     void forget(QTcpSocket* socket);
     void handleRequest(Connection& connection);
+    /// Sends the page and releases the connection: `connection` is gone when this returns.
     void respond(Connection& connection, const QString& status, const QString& message);
     void finish(Result result);
 

@@ -4,6 +4,7 @@
 // loopback receiver, the grant is exchanged for tokens over real HTTP, and the refresh token goes to a real keyring.
 #include "cloud/NetworkRemoteHTTPTransport.h"
 #include "oauth/KeyringOAuthRefreshTokenStore.h"
+#include "oauth/LoopbackOAuthReceiver.h"
 #include "oauth/OAuthTokenClient.h"
 #include "oauth/OAuthWebAuthorizer.h"
 #include "support/LocalOAuthProvider.h"
@@ -12,10 +13,18 @@
 
 #include <QCryptographicHash>
 #include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QTest>
 #include <QUrlQuery>
+#include <QWebSocket>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +35,55 @@ using namespace orvane::testing;
 using namespace Qt::StringLiterals;
 
 namespace {
+
+/// The text of the page the browser's tab shows once it has left `provider` and finished loading, read through
+/// Chromium's DevTools protocol; empty when it never does.
+QString pageShownAfterLeaving(const HeadlessBrowser& browser, const QUrl& provider)
+{
+    constexpr int deadlineMs = 60'000;
+    QFile portFile(browser.profilePath() + u"/DevToolsActivePort"_s);
+    if (!QTest::qWaitFor([&] { return portFile.open(QIODevice::ReadOnly); }, deadlineMs)) {
+        return {};
+    }
+    QNetworkAccessManager network;
+    const std::unique_ptr<QNetworkReply> targets(network.get(QNetworkRequest(
+        QUrl(u"http://127.0.0.1:"_s + QString::fromLatin1(portFile.readLine().trimmed()) + u"/json/list"_s))));
+    if (!QTest::qWaitFor([&] { return targets->isFinished(); }, deadlineMs)) {
+        return {};
+    }
+    QWebSocket tab;
+    for (const QJsonValue target : QJsonDocument::fromJson(targets->readAll()).array()) {
+        if (target[u"type"_s] == u"page"_s) {
+            tab.open(QUrl(target[u"webSocketDebuggerUrl"_s].toString()));
+        }
+    }
+
+    const QString expression =
+        u"document.readyState == 'complete' && !location.href.startsWith('%1') && "
+        u"location.href != 'about:blank' ? document.body.innerText : null"_s.arg(provider.toString());
+    const QJsonObject evaluate{
+        {u"id"_s, 1}, {u"method"_s, u"Runtime.evaluate"_s}, {u"params"_s, QJsonObject{{u"expression"_s, expression}}}};
+    bool answered = true;
+    std::optional<QString> text;
+    QObject::connect(&tab, &QWebSocket::textMessageReceived, [&](const QString& message) {
+        answered = true;
+        // Null while the tab is still on the provider's pages; no value at all while it is between two pages.
+        const QJsonValue value = QJsonDocument::fromJson(message.toUtf8())[u"result"_s][u"result"_s][u"value"_s];
+        if (value.isString()) {
+            text = value.toString();
+        }
+    });
+    const bool shown = QTest::qWaitFor(
+        [&] {
+            if (tab.state() == QAbstractSocket::ConnectedState && answered && !text) {
+                answered = false;
+                tab.sendTextMessage(QString::fromUtf8(QJsonDocument(evaluate).toJson(QJsonDocument::Compact)));
+            }
+            return text.has_value();
+        },
+        deadlineMs);
+    return shown ? *text : QString();
+}
 
 class BrowserSignInTest : public ::testing::TestWithParam<OAuthService> {
 protected:
@@ -56,6 +114,9 @@ TEST_P(BrowserSignInTest, SignsInThroughTheBrowserAndKeepsTheRefreshTokenInTheKe
     HeadlessBrowser browser;
     OAuthWebAuthorizer authorizer([&browser](const QUrl& url) { return browser.open(url); });
     const OAuthAuthorizationGrant grant = runTask(authorizer.authorize(configuration));
+    // Read after the sign-in ended and its receiver was destroyed: the page must have reached the browser anyway.
+    const QString page = pageShownAfterLeaving(browser, provider.url(u"/"_s));
+    EXPECT_TRUE(page.contains(LoopbackOAuthReceiver::acceptedMessage)) << page.toStdString();
 
     ASSERT_EQ(provider.issued().size(), 1u);
     const auto& issued = provider.issued().front();

@@ -198,6 +198,9 @@ private:
 /// The user's browser: headless Chromium with a profile of its own, left running as a browser would be.
 class HeadlessBrowser {
 public:
+    /// The profile folder; Chromium writes the DevTools port it picked into "DevToolsActivePort" there.
+    QString profilePath() const { return m_profile.path(); }
+
     ~HeadlessBrowser()
     {
         for (auto& process : m_processes) {
@@ -215,9 +218,10 @@ public:
         // Chromium reports every missing desktop service (no system bus, no UPower) on standard error.
         process->setStandardOutputFile(QProcess::nullDevice());
         process->setStandardErrorFile(QProcess::nullDevice());
+        // The DevTools port lets a test read what the tab shows.
         process->start(chromium, {u"--headless=new"_s, u"--no-sandbox"_s, u"--disable-gpu"_s, u"--no-first-run"_s,
-                                  u"--disable-dev-shm-usage"_s, u"--user-data-dir="_s + m_profile.path(),
-                                  url.toString(QUrl::FullyEncoded)});
+                                  u"--disable-dev-shm-usage"_s, u"--remote-debugging-port=0"_s,
+                                  u"--user-data-dir="_s + m_profile.path(), url.toString(QUrl::FullyEncoded)});
         const bool started = process->waitForStarted(10'000);
         m_processes.push_back(std::move(process));
         return started;
