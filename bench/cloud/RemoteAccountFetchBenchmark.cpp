@@ -308,8 +308,11 @@ std::optional<std::size_t> fetchWeek(RemoteAccountCalendarSource& source)
     if (!run(source.calendarGroups())) {
         return std::nullopt;
     }
-    const auto occurrences = run(source.occurrences(kWeek, std::nullopt));
-    return occurrences ? std::optional(occurrences->size()) : std::nullopt;
+    const auto fetched = run(source.occurrences(kWeek, std::nullopt));
+    if (!fetched || !fetched->failedCalendars.empty()) {
+        return std::nullopt;
+    }
+    return fetched->occurrences.size();
 }
 
 /// How the server was used by the requests from `first` on.

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "calendars/OccurrenceFetchResult.h"
 #include "domain/CalendarAuthorizationState.h"
 #include "domain/CalendarGroup.h"
-#include "domain/MeetingOccurrence.h"
 #include "domain/MeetingSchedule.h"
 
 #include <QObject>
@@ -26,9 +26,11 @@ public:
     /// Every calendar, grouped by account. Throws CalendarRepositoryError.
     virtual QCoro::Task<std::vector<CalendarGroup>> calendarGroups() = 0;
     /// The occurrences in `interval` on the calendars whose identifiers are in `calendarIdentifiers`, sorted by
-    /// start. An empty selection returns nothing without asking the service. Throws CalendarRepositoryError.
-    virtual QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval interval,
-                                                                    QSet<QString> calendarIdentifiers) = 0;
+    /// start; a calendar that cannot be opened or read is listed as failed while the others deliver. An empty
+    /// selection returns nothing without asking the service. Throws CalendarRepositoryError when the service fails
+    /// (no calendar could be read).
+    virtual QCoro::Task<OccurrenceFetchResult> occurrences(FetchInterval interval,
+                                                           QSet<QString> calendarIdentifiers) = 0;
 
 Q_SIGNALS:
     /// Calendars or events changed (a burst of changes is reported once).

@@ -2,8 +2,8 @@
 #pragma once
 
 #include "calendars/CalendarSourceHealthIssue.h"
+#include "calendars/OccurrenceFetchResult.h"
 #include "domain/CalendarGroup.h"
-#include "domain/MeetingOccurrence.h"
 #include "domain/MeetingSchedule.h"
 
 #include <QObject>
@@ -36,10 +36,11 @@ public:
 
     /// Every calendar of the source, grouped by account. Throws on failure.
     virtual QCoro::Task<std::vector<CalendarGroup>> calendarGroups() = 0;
-    /// The occurrences overlapping `interval` on the calendars in `selection` (every calendar when absent).
-    /// Throws on failure.
-    virtual QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval interval,
-                                                                    std::optional<QSet<QString>> selection) = 0;
+    /// The occurrences overlapping `interval` on the calendars in `selection` (every calendar when absent). A
+    /// calendar that cannot be read is listed as failed while the others deliver; throws when the source as a whole
+    /// fails (no calendar could be read, or the failure concerns the whole source, such as a refused sign-in).
+    virtual QCoro::Task<OccurrenceFetchResult> occurrences(FetchInterval interval,
+                                                           std::optional<QSet<QString>> selection) = 0;
 
     /// The user-facing text of a failure of this source.
     virtual QString failureMessage(const std::exception_ptr& error) const;

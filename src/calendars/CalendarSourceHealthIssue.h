@@ -5,11 +5,12 @@
 
 #include <QString>
 
+#include <optional>
 #include <variant>
 
 namespace orvane {
 
-/// A calendar source that could not deliver its meetings, as the menu and settings show it.
+/// A calendar source, or one calendar of it, that could not deliver its meetings, as the menu and settings show it.
 struct CalendarSourceHealthIssue {
     /// The desktop's calendar database.
     struct Local {
@@ -23,6 +24,12 @@ struct CalendarSourceHealthIssue {
     };
 
     using Source = std::variant<Local, Remote>;
+    /// The one calendar concerned, when the source itself answered.
+    struct Calendar {
+        QString identifier;
+        QString title;
+        friend bool operator==(const Calendar&, const Calendar&) = default;
+    };
 
     Source source;
     /// The source's name as the user knows it.
@@ -31,6 +38,11 @@ struct CalendarSourceHealthIssue {
     QString message;
     /// Only a new sign-in can fix it (remote sources only).
     bool requiresReauthentication = false;
+    /// Absent when the whole source failed.
+    std::optional<Calendar> calendar;
+
+    /// What the issue is about, as a heading: the source's name, or the calendar's within its source.
+    QString title() const;
 
     friend bool operator==(const CalendarSourceHealthIssue&, const CalendarSourceHealthIssue&) = default;
 };

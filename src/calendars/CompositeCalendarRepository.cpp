@@ -56,7 +56,7 @@ CompositeCalendarRepository::fetchSource(QPointer<CalendarSource> source, FetchI
     SourceResult result;
     result.groups = co_await source->calendarGroups();
     if (withOccurrences && source) {
-        result.occurrences = co_await source->occurrences(interval, std::move(selection));
+        result.occurrences = (co_await source->occurrences(interval, std::move(selection))).occurrences;
         for (const auto& occurrence : result.occurrences) {
             result.crossSourceKeys.push_back(source ? source->crossSourceKey(occurrence) : QString());
         }

@@ -56,8 +56,8 @@ QCoro::Task<std::vector<CalendarGroup>> LocalCalendarSource::calendarGroups()
     co_return co_await m_repository.calendarGroups();
 }
 
-QCoro::Task<std::vector<MeetingOccurrence>> LocalCalendarSource::occurrences(FetchInterval interval,
-                                                                             std::optional<QSet<QString>> selection)
+QCoro::Task<OccurrenceFetchResult> LocalCalendarSource::occurrences(FetchInterval interval,
+                                                                    std::optional<QSet<QString>> selection)
 {
     if (!selection) {
         QSet<QString> all;

@@ -17,8 +17,8 @@ public:
     CalendarSourceHealthIssue::Source healthSource() const override;
     QString displayName() const override;
     QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override;
-    QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval interval,
-                                                            std::optional<QSet<QString>> selection) override;
+    QCoro::Task<OccurrenceFetchResult> occurrences(FetchInterval interval,
+                                                   std::optional<QSet<QString>> selection) override;
     QString failureMessage(const std::exception_ptr& error) const override;
 
 private:

@@ -149,8 +149,8 @@ QCoro::Task<std::vector<CalendarGroup>> RemoteAccountCalendarSource::calendarGro
     co_return std::vector<CalendarGroup>{std::move(shared)};
 }
 
-QCoro::Task<std::vector<MeetingOccurrence>>
-RemoteAccountCalendarSource::occurrences(FetchInterval interval, std::optional<QSet<QString>> selection)
+QCoro::Task<OccurrenceFetchResult> RemoteAccountCalendarSource::occurrences(FetchInterval interval,
+                                                                            std::optional<QSet<QString>> selection)
 {
     const QPointer<RemoteAccountCalendarSource> self(this);
     if (!m_group) {
@@ -191,12 +191,12 @@ RemoteAccountCalendarSource::occurrences(FetchInterval interval, std::optional<Q
     // Started only after a fetch: a read that never ends (or an account that fails, which the composite retries on
     // its own schedule) arms nothing.
     m_resync.start();
-    std::vector<MeetingOccurrence> meetings;
+    OccurrenceFetchResult meetings;
     m_uidBySeries.clear();
     for (std::size_t index = 0; index < calendars.size(); ++index) {
         const CalendarDescriptor calendar = calendarDescriptor(calendars[index], group, m_account.provider);
         for (const auto& occurrence : fetch->results[index]) {
-            meetings.push_back(meetingOccurrence(occurrence, calendar));
+            meetings.occurrences.push_back(meetingOccurrence(occurrence, calendar));
             if (occurrence.iCalendarUID && !occurrence.iCalendarUID->isEmpty()) {
                 m_uidBySeries.insert(occurrence.seriesIdentifier, *occurrence.iCalendarUID);
             }

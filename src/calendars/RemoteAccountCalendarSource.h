@@ -44,8 +44,8 @@ public:
     QString displayName() const override;
 
     QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override;
-    QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval interval,
-                                                            std::optional<QSet<QString>> selection) override;
+    QCoro::Task<OccurrenceFetchResult> occurrences(FetchInterval interval,
+                                                   std::optional<QSet<QString>> selection) override;
 
     QString failureMessage(const std::exception_ptr& error) const override;
     bool requiresReauthentication(const std::exception_ptr& error) const override;

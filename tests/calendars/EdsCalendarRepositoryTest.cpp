@@ -366,9 +366,12 @@ protected:
         });
     }
 
+    /// The occurrences of `calendars`, each of which must be readable.
     std::vector<MeetingOccurrence> fetch(const QSet<QString>& calendars, FetchInterval interval = week)
     {
-        return run(repository.occurrences(interval, calendars));
+        auto result = run(repository.occurrences(interval, calendars));
+        EXPECT_EQ(result.failedCalendars.size(), 0u);
+        return std::move(result.occurrences);
     }
 
     std::vector<MeetingOccurrence> fetchWork() { return fetch({QString::fromUtf8(workUid)}); }
@@ -604,7 +607,7 @@ TEST_F(EdsCalendarRepositoryTest, EmptySelectionDoesNotContactTheService)
     kill("evolution-source-registry", false);
 
     EdsCalendarRepository fresh;
-    EXPECT_TRUE(run(fresh.occurrences(week, {})).empty());
+    EXPECT_EQ(run(fresh.occurrences(week, {})), OccurrenceFetchResult{});
 
     letEventsRun(200);
     EXPECT_TRUE(session().processes("evolution-source-registry").empty());

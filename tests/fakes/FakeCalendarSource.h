@@ -44,17 +44,17 @@ public:
         co_return copy;
     }
 
-    QCoro::Task<std::vector<orvane::MeetingOccurrence>> occurrences(orvane::FetchInterval interval,
-                                                                    std::optional<QSet<QString>> selection) override
+    QCoro::Task<orvane::OccurrenceFetchResult> occurrences(orvane::FetchInterval interval,
+                                                           std::optional<QSet<QString>> selection) override
     {
         selections.push_back(selection);
         if (failing) {
             throw std::runtime_error("The account is unreachable.");
         }
-        std::vector<orvane::MeetingOccurrence> result;
+        orvane::OccurrenceFetchResult result;
         for (const auto& meeting : meetings) {
             if (meeting.endDate >= interval.start && meeting.startDate <= interval.end) {
-                result.push_back(meeting);
+                result.occurrences.push_back(meeting);
             }
         }
         co_return result;

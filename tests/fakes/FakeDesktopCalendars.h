@@ -26,7 +26,7 @@ public:
         co_return state;
     }
     QCoro::Task<std::vector<orvane::CalendarGroup>> calendarGroups() override { co_return {}; }
-    QCoro::Task<std::vector<orvane::MeetingOccurrence>> occurrences(orvane::FetchInterval, QSet<QString>) override
+    QCoro::Task<orvane::OccurrenceFetchResult> occurrences(orvane::FetchInterval, QSet<QString>) override
     {
         co_return {};
     }

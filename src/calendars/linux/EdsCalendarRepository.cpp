@@ -210,7 +210,7 @@ public:
         return result;
     }
 
-    std::vector<MeetingOccurrence> occurrences(FetchInterval interval, const QSet<QString>& selected)
+    OccurrenceFetchResult occurrences(FetchInterval interval, const QSet<QString>& selected)
     {
         const auto allGroups = groups();
         std::vector<CalendarDescriptor> calendars;
@@ -224,7 +224,7 @@ public:
             }
         }
         const QStringList addresses = userAddresses();
-        std::vector<MeetingOccurrence> result;
+        OccurrenceFetchResult result;
         for (const auto& calendar : calendars) {
             auto& connection = clientFor(calendar.identifier);
             eds::CalendarContext context{
@@ -252,9 +252,10 @@ public:
                 },
             };
             auto found = fetch(connection, interval, context);
-            result.insert(result.end(), std::make_move_iterator(found.begin()), std::make_move_iterator(found.end()));
+            result.occurrences.insert(result.occurrences.end(), std::make_move_iterator(found.begin()),
+                                      std::make_move_iterator(found.end()));
         }
-        std::stable_sort(result.begin(), result.end(), MeetingPolicy::occursBefore);
+        std::stable_sort(result.occurrences.begin(), result.occurrences.end(), MeetingPolicy::occursBefore);
         return result;
     }
 
@@ -497,8 +498,8 @@ QCoro::Task<std::vector<CalendarGroup>> EdsCalendarRepository::calendarGroups()
     }
 }
 
-QCoro::Task<std::vector<MeetingOccurrence>> EdsCalendarRepository::occurrences(FetchInterval interval,
-                                                                               QSet<QString> calendarIdentifiers)
+QCoro::Task<OccurrenceFetchResult> EdsCalendarRepository::occurrences(FetchInterval interval,
+                                                                      QSet<QString> calendarIdentifiers)
 {
     const double duration = interval.end - interval.start;
     if (!(duration > 0)) {
@@ -509,11 +510,11 @@ QCoro::Task<std::vector<MeetingOccurrence>> EdsCalendarRepository::occurrences(F
             CalendarRepositoryError::IntervalTooLarge{CalendarRepositoryError::maximumInterval});
     }
     if (calendarIdentifiers.isEmpty()) {
-        co_return std::vector<MeetingOccurrence>{};
+        co_return OccurrenceFetchResult{};
     }
     const QPointer<EdsCalendarRepository> self(this);
     try {
-        auto fetching = onWorker<std::vector<MeetingOccurrence>>([interval, calendarIdentifiers](EdsSession& session) {
+        auto fetching = onWorker<OccurrenceFetchResult>([interval, calendarIdentifiers](EdsSession& session) {
             return session.occurrences(interval, calendarIdentifiers);
         });
         auto result = co_await std::move(fetching);

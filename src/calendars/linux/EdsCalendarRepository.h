@@ -31,8 +31,7 @@ public:
     CalendarAuthorizationState authorizationState() const override { return m_state; }
     QCoro::Task<CalendarAuthorizationState> requestFullAccess() override;
     QCoro::Task<std::vector<CalendarGroup>> calendarGroups() override;
-    QCoro::Task<std::vector<MeetingOccurrence>> occurrences(FetchInterval interval,
-                                                            QSet<QString> calendarIdentifiers) override;
+    QCoro::Task<OccurrenceFetchResult> occurrences(FetchInterval interval, QSet<QString> calendarIdentifiers) override;
 
 private:
     template <class T>
