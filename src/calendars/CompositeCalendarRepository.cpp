@@ -56,7 +56,9 @@ CompositeCalendarRepository::fetchSource(QPointer<CalendarSource> source, FetchI
     SourceResult result;
     result.groups = co_await source->calendarGroups();
     if (withOccurrences && source) {
-        result.occurrences = (co_await source->occurrences(interval, std::move(selection))).occurrences;
+        auto fetched = co_await source->occurrences(interval, std::move(selection));
+        result.occurrences = std::move(fetched.occurrences);
+        result.failedCalendars = std::move(fetched.failedCalendars);
         for (const auto& occurrence : result.occurrences) {
             result.crossSourceKeys.push_back(source ? source->crossSourceKey(occurrence) : QString());
         }
@@ -96,7 +98,10 @@ CompositeCalendarRepository::fetchAll(FetchInterval interval, bool withOccurrenc
             if (!self || !source) {
                 continue;
             }
-            m_lastGood[source->key()] = {result, m_clock.now()};
+            for (const auto& failed : remember(source->key(), result, withOccurrences, interval).failedCalendars) {
+                issues.push_back({source->healthSource(), source->displayName(), failed.message, false,
+                                  CalendarSourceHealthIssue::Calendar{failed.identifier, failed.title}});
+            }
             results.push_back(std::move(result));
             anyDelivered = true;
             continue;
@@ -111,13 +116,9 @@ CompositeCalendarRepository::fetchAll(FetchInterval interval, bool withOccurrenc
                           source->requiresReauthentication(failure)});
         const auto last = m_lastGood.find(source->key());
         if (last != m_lastGood.end() && m_clock.now() - last->second.fetchedAt <= lastGoodRetention) {
-            SourceResult kept{last->second.result.groups, {}};
-            const auto& remembered = last->second.result;
-            for (std::size_t index = 0; index < remembered.occurrences.size(); ++index) {
-                if (overlaps(remembered.occurrences[index], interval)) {
-                    kept.occurrences.push_back(remembered.occurrences[index]);
-                    kept.crossSourceKeys.push_back(remembered.crossSourceKeys.at(index));
-                }
+            SourceResult kept{.groups = last->second.groups};
+            for (const auto& [identifier, meetings] : last->second.calendars) {
+                keep(meetings, interval, kept);
             }
             results.push_back(std::move(kept));
             anyDelivered = true;
@@ -181,6 +182,54 @@ QCoro::Task<std::vector<CalendarGroup>> CompositeCalendarRepository::calendarGro
     // A copy first: GCC 12 moves a member named in `co_return`, which would empty the known calendars.
     auto groups = m_knownGroups;
     co_return groups;
+}
+
+const CompositeCalendarRepository::LastGood& CompositeCalendarRepository::remember(const QString& sourceKey,
+                                                                                   SourceResult& result,
+                                                                                   bool withOccurrences,
+                                                                                   FetchInterval interval)
+{
+    auto& last = m_lastGood[sourceKey];
+    last.groups = result.groups;
+    last.fetchedAt = m_clock.now();
+    if (!withOccurrences) {
+        // Listing the calendars says nothing about their meetings: what they delivered last, and which of them
+        // could not be read, still stands.
+        return last;
+    }
+    last.failedCalendars = result.failedCalendars;
+    std::map<QString, CalendarMeetings> calendars;
+    for (std::size_t index = 0; index < result.occurrences.size(); ++index) {
+        auto& meetings = calendars[result.occurrences[index].calendar.identifier];
+        meetings.occurrences.push_back(result.occurrences[index]);
+        meetings.crossSourceKeys.push_back(result.crossSourceKeys[index]);
+        meetings.fetchedAt = last.fetchedAt;
+    }
+    // A calendar that failed this time still contributes what it delivered last, for as long as that is recent;
+    // its time stays the time it last answered, so a calendar that keeps failing ages out however often the others
+    // answer.
+    for (const auto& failed : result.failedCalendars) {
+        if (const auto previous = last.calendars.find(failed.identifier); previous != last.calendars.end()) {
+            keep(previous->second, interval, result);
+            calendars[failed.identifier] = previous->second;
+        }
+    }
+    last.calendars = std::move(calendars);
+    return last;
+}
+
+void CompositeCalendarRepository::keep(const CalendarMeetings& meetings, FetchInterval interval,
+                                       SourceResult& into) const
+{
+    if (m_clock.now() - meetings.fetchedAt > lastGoodRetention) {
+        return;
+    }
+    for (std::size_t index = 0; index < meetings.occurrences.size(); ++index) {
+        if (overlaps(meetings.occurrences[index], interval)) {
+            into.occurrences.push_back(meetings.occurrences[index]);
+            into.crossSourceKeys.push_back(meetings.crossSourceKeys[index]);
+        }
+    }
 }
 
 void CompositeCalendarRepository::setHealthIssues(std::vector<CalendarSourceHealthIssue> issues)

@@ -101,6 +101,7 @@ TEST(CompositeCalendarRepository, FailingSourceKeepsItsLastMeetingsForAWhileAndI
     composite.local.meetings = {fixtures::meeting(u"external:standup"_s, t0 + 1200),
                                 fixtures::meeting(u"external:review"_s, t0 + 7200)};
     composite.fetch();
+    runTask(composite.repository.calendarGroups()); // as settings lists them: says nothing about the meetings
 
     QSignalSpy healthChanged(&composite.repository, &CompositeCalendarRepository::healthIssuesChanged);
     composite.google.failing = true;
@@ -124,6 +125,34 @@ TEST(CompositeCalendarRepository, FailingSourceKeepsItsLastMeetingsForAWhileAndI
     EXPECT_TRUE(composite.repository.healthIssues().empty());
     EXPECT_EQ(composite.repository.pendingRetry(), std::nullopt);
     EXPECT_EQ(healthChanged.count(), 2);
+}
+
+TEST(CompositeCalendarRepository, FailingCalendarKeepsItsLastMeetingsWhileTheOthersDeliverFreshOnes)
+{
+    Composite composite;
+    composite.google.meetings = {fixtures::meeting(u"external:board"_s, t0 + 3000, 30, u"cal-team"_s),
+                                 fixtures::meeting(u"external:standup"_s, t0 + 1200)};
+    composite.fetch();
+
+    composite.google.failingCalendars = {{u"cal-team"_s, u"Team"_s}};
+    composite.google.meetings.back() = fixtures::meeting(u"external:retro"_s, t0 + 4000);
+    composite.clock.advance(1800);
+    EXPECT_EQ(titles(composite.fetch()), (std::vector<QString>{u"external:retro"_s, u"external:board"_s}));
+    EXPECT_EQ(composite.repository.pendingRetry(), std::chrono::milliseconds(60'000));
+    runTask(composite.repository.calendarGroups()); // listing the calendars does not read them: the issue stands
+    ASSERT_EQ(composite.repository.healthIssues().size(), 1U);
+    const auto& issue = composite.repository.healthIssues()[0];
+    EXPECT_EQ(issue.title(), u"Calendar “Team” of ada@example.com"_s);
+    EXPECT_EQ(issue.message, u"The calendar is unreachable."_s);
+    EXPECT_FALSE(composite.repository.lastFetchWasComplete());
+    composite.clock.advance(600);
+    EXPECT_EQ(titles(composite.fetch()), (std::vector<QString>{u"external:retro"_s, u"external:board"_s}));
+
+    // Each calendar's meetings age from its own last answer: the whole account failing now keeps the fresh retro
+    // but no longer the board meeting, last delivered more than an hour ago.
+    composite.google.failing = true;
+    composite.clock.advance(1201);
+    EXPECT_EQ(titles(composite.fetch()), (std::vector<QString>{u"external:retro"_s}));
 }
 
 TEST(CompositeCalendarRepository, NothingToShowIsAFailedFetch)

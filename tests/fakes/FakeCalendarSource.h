@@ -5,6 +5,7 @@
 
 #include <qcoro/qcorosignal.h>
 
+#include <map>
 #include <stdexcept>
 
 /// A calendar source held in memory, which can be made to fail or to wait.
@@ -21,6 +22,8 @@ public:
     std::vector<orvane::CalendarGroup> groups;
     std::vector<orvane::MeetingOccurrence> meetings;
     bool failing = false;
+    /// Calendars (identifier and title) that cannot be read while the others can.
+    std::map<QString, QString> failingCalendars;
     bool holding = false;
     std::vector<std::optional<QSet<QString>>> selections;
 
@@ -53,9 +56,13 @@ public:
         }
         orvane::OccurrenceFetchResult result;
         for (const auto& meeting : meetings) {
-            if (meeting.endDate >= interval.start && meeting.startDate <= interval.end) {
+            if (meeting.endDate >= interval.start && meeting.startDate <= interval.end &&
+                !failingCalendars.contains(meeting.calendar.identifier)) {
                 result.occurrences.push_back(meeting);
             }
+        }
+        for (const auto& [identifier, title] : failingCalendars) {
+            result.failedCalendars.push_back({identifier, title, QStringLiteral("The calendar is unreachable.")});
         }
         co_return result;
     }
