@@ -731,4 +731,24 @@ TEST_F(EdsCalendarRepositoryTest, RecoversWhenTheSourceRegistryIsKilled)
     EXPECT_EQ(describeAll(fetchWork()), before);
 }
 
+TEST_F(EdsCalendarRepositoryTest, ACalendarThatCannotBeOpenedDoesNotHideTheOthers)
+{
+    // Left behind by a calendar program that is gone: the registry lists it, but no backend can open it.
+    const char* orphanUid = "orvane-test-orphan";
+    const auto orphan = eds_test::addCalendar(s_registry, orphanUid, "Old account", nullptr, "local-stub", "gone");
+    ASSERT_TRUE(eventually([&] { return lists(orphanUid); }));
+
+    const auto result = run(repository.occurrences(week, {QString::fromUtf8(teamAUid), QString::fromUtf8(orphanUid)}));
+    ASSERT_EQ(result.occurrences.size(), 1u);
+    EXPECT_EQ(result.occurrences[0].title, u"Team lunch"_s);
+    ASSERT_EQ(result.failedCalendars.size(), 1u);
+    EXPECT_EQ(result.failedCalendars[0].identifier, QString::fromUtf8(orphanUid));
+    EXPECT_EQ(result.failedCalendars[0].title, u"Old account"_s);
+    EXPECT_TRUE(result.failedCalendars[0].message.startsWith(u"The desktop calendar service failed: "_s))
+        << result.failedCalendars[0].message.toStdString();
+
+    // With no calendar to read at all, it is the service that fails.
+    EXPECT_TRUE(failure(repository.occurrences(week, {QString::fromUtf8(orphanUid)})).has_value());
+}
+
 } // namespace

@@ -13,6 +13,7 @@
 #include <qcoro/qcorofuture.h>
 
 #include <algorithm>
+#include <exception>
 #include <libecal/libecal.h>
 #include <map>
 
@@ -123,17 +124,7 @@ public:
     void reset()
     {
         for (auto& [uid, calendar] : m_clients) {
-            // libecal may hold on to a client or view for a while after we let go, and still emit from it (a
-            // "backend-died" when the service goes away later): the handlers must not outlive this session.
-            if (calendar.view != nullptr) {
-                g_signal_handlers_disconnect_by_data(calendar.view, this);
-                e_cal_client_view_stop(calendar.view, nullptr);
-            }
-            if (calendar.client != nullptr) {
-                g_signal_handlers_disconnect_by_data(calendar.client, this);
-            }
-            unref(calendar.view);
-            unref(calendar.client);
+            release(calendar);
         }
         m_clients.clear();
         if (m_registry != nullptr) {
@@ -225,35 +216,26 @@ public:
         }
         const QStringList addresses = userAddresses();
         OccurrenceFetchResult result;
+        std::exception_ptr firstFailure;
         for (const auto& calendar : calendars) {
-            auto& connection = clientFor(calendar.identifier);
-            eds::CalendarContext context{
-                .calendar = calendar,
-                .fingerprint = CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
-                .fingerprintIsUnique =
-                    fingerprintCounts[{int(calendar.sourceKind), calendar.sourceTitle, calendar.title}] == 1,
-                .userAddresses = addresses + connection.addresses,
-                .defaultZone = m_zone,
-                .resolveZone = [client = connection.client](const char* tzid) -> ICalTimezone* {
-                    if (tzid == nullptr) {
-                        return nullptr;
-                    }
-                    if (ICalTimezone* builtin = i_cal_timezone_get_builtin_timezone(tzid)) {
-                        return builtin;
-                    }
-                    if (ICalTimezone* builtin = i_cal_timezone_get_builtin_timezone_from_tzid(tzid)) {
-                        return builtin;
-                    }
-                    ICalTimezone* zone = nullptr;
-                    if (!e_cal_client_get_timezone_sync(client, tzid, &zone, nullptr, nullptr)) {
-                        return nullptr;
-                    }
-                    return zone;
-                },
-            };
-            auto found = fetch(connection, interval, context);
-            result.occurrences.insert(result.occurrences.end(), std::make_move_iterator(found.begin()),
-                                      std::make_move_iterator(found.end()));
+            try {
+                auto found =
+                    read(calendar, interval,
+                         fingerprintCounts[{int(calendar.sourceKind), calendar.sourceTitle, calendar.title}] == 1,
+                         addresses);
+                result.occurrences.insert(result.occurrences.end(), std::make_move_iterator(found.begin()),
+                                          std::make_move_iterator(found.end()));
+            } catch (const CalendarRepositoryError& error) {
+                // This calendar alone cannot be opened or read (say, its backend is no longer installed): the others
+                // still deliver, and only its client is made afresh next time.
+                drop(calendar.identifier);
+                result.failedCalendars.push_back({calendar.identifier, calendar.title, error.description()});
+                firstFailure = firstFailure ? firstFailure : std::current_exception();
+            }
+        }
+        if (firstFailure && result.failedCalendars.size() == calendars.size()) {
+            // Not one calendar answered: the service itself is failing (a factory that died fails every client).
+            std::rethrow_exception(firstFailure);
         }
         std::stable_sort(result.occurrences.begin(), result.occurrences.end(), MeetingPolicy::occursBefore);
         return result;
@@ -265,6 +247,61 @@ private:
         ECalClientView* view = nullptr;
         QStringList addresses;
     };
+
+    /// The occurrences of one calendar, opening it first if need be. Throws CalendarRepositoryError.
+    std::vector<MeetingOccurrence> read(const CalendarDescriptor& calendar, FetchInterval interval,
+                                        bool fingerprintIsUnique, const QStringList& addresses)
+    {
+        auto& connection = clientFor(calendar.identifier);
+        eds::CalendarContext context{
+            .calendar = calendar,
+            .fingerprint = CalendarFingerprint{calendar.sourceKind, calendar.sourceTitle, calendar.title},
+            .fingerprintIsUnique = fingerprintIsUnique,
+            .userAddresses = addresses + connection.addresses,
+            .defaultZone = m_zone,
+            .resolveZone = [client = connection.client](const char* tzid) -> ICalTimezone* {
+                if (tzid == nullptr) {
+                    return nullptr;
+                }
+                if (ICalTimezone* builtin = i_cal_timezone_get_builtin_timezone(tzid)) {
+                    return builtin;
+                }
+                if (ICalTimezone* builtin = i_cal_timezone_get_builtin_timezone_from_tzid(tzid)) {
+                    return builtin;
+                }
+                ICalTimezone* zone = nullptr;
+                if (!e_cal_client_get_timezone_sync(client, tzid, &zone, nullptr, nullptr)) {
+                    return nullptr;
+                }
+                return zone;
+            },
+        };
+        return fetch(connection, interval, context);
+    }
+
+    void release(Connection& calendar)
+    {
+        // libecal may hold on to a client or view for a while after we let go, and still emit from it (a
+        // "backend-died" when the service goes away later): the handlers must not outlive this session.
+        if (calendar.view != nullptr) {
+            g_signal_handlers_disconnect_by_data(calendar.view, this);
+            e_cal_client_view_stop(calendar.view, nullptr);
+        }
+        if (calendar.client != nullptr) {
+            g_signal_handlers_disconnect_by_data(calendar.client, this);
+        }
+        unref(calendar.view);
+        unref(calendar.client);
+    }
+
+    /// Forgets one calendar's client, so that the next fetch opens it again.
+    void drop(const QString& uid)
+    {
+        if (const auto found = m_clients.find(uid); found != m_clients.end()) {
+            release(found->second);
+            m_clients.erase(found);
+        }
+    }
 
     QStringList userAddresses() const
     {
