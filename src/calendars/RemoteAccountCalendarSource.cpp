@@ -6,6 +6,7 @@
 #include "cloud/RemoteHTTPError.h"
 #include "oauth/OAuthError.h"
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::StringLiterals;
@@ -24,26 +25,61 @@ QString providerName(RemoteCalendarProviderKind provider)
     return provider == RemoteCalendarProviderKind::google ? u"Google"_s : u"Outlook"_s;
 }
 
+/// Whether only a new sign-in can fix `error`.
+bool needsSignIn(const std::exception_ptr& error)
+{
+    try {
+        std::rethrow_exception(error);
+    } catch (const RemoteAccountError& failure) {
+        return failure.requiresReauthentication();
+    } catch (const RemoteHTTPError& failure) {
+        // Still refused after a fresh token: the grant no longer covers what Orvane reads.
+        const auto* status = std::get_if<RemoteHTTPError::UnexpectedStatus>(&failure.value());
+        return status && status->statusCode == 401;
+    } catch (...) {
+    }
+    return false;
+}
+
+/// Whether `error` is the account's rather than one calendar's: its sign-in or its token, which every request
+/// shares, so that asking for the other calendars would only fail again.
+bool concernsAccount(const std::exception_ptr& error)
+{
+    try {
+        std::rethrow_exception(error);
+    } catch (const RemoteAccountError&) {
+        return true;
+    } catch (const OAuthError&) {
+        return true;
+    } catch (...) {
+    }
+    return needsSignIn(error);
+}
+
 /// Fetches every calendar's events with at most `width` requests in flight. Workers take the next calendar as soon
-/// as their last one answered; results keep the calendars' order.
+/// as their last one answered; results and failures keep the calendars' order.
 struct ParallelFetch {
     std::vector<std::vector<RemoteMeetingOccurrence>> results;
+    std::vector<std::exception_ptr> failures;
     std::size_t next = 0;
-    std::exception_ptr failure;
+    std::exception_ptr accountFailure;
 };
 
 QCoro::Task<> fetchWorker(std::shared_ptr<ParallelFetch> fetch, RemoteCalendarClient* client,
                           RemoteCalendarAccountMetadata account, std::vector<RemoteCalendarDescriptor> calendars,
                           FetchInterval interval, RemoteAccessTokenProvider token)
 {
-    while (!fetch->failure && fetch->next < calendars.size()) {
+    while (!fetch->accountFailure && fetch->next < calendars.size()) {
         const std::size_t index = fetch->next++;
         try {
             auto occurrences = co_await client->occurrences(account, calendars[index], interval, token);
             fetch->results[index] = std::move(occurrences);
         } catch (...) {
-            // One calendar failing fails the account: a partial list would silently drop meetings.
-            fetch->failure = fetch->failure ? fetch->failure : std::current_exception();
+            // A calendar that is gone or failing is that calendar's problem; a refused sign-in is everyone's.
+            fetch->failures[index] = std::current_exception();
+            if (concernsAccount(fetch->failures[index]) && !fetch->accountFailure) {
+                fetch->accountFailure = fetch->failures[index];
+            }
         }
     }
 }
@@ -172,6 +208,7 @@ QCoro::Task<OccurrenceFetchResult> RemoteAccountCalendarSource::occurrences(Fetc
 
     auto fetch = std::make_shared<ParallelFetch>();
     fetch->results.resize(calendars.size());
+    fetch->failures.resize(calendars.size());
     const RemoteAccessTokenProvider token = m_credentials->provider();
     std::vector<QCoro::Task<>> workers;
     const std::size_t width = std::min<std::size_t>(std::size_t(m_concurrentRequests), calendars.size());
@@ -181,8 +218,14 @@ QCoro::Task<OccurrenceFetchResult> RemoteAccountCalendarSource::occurrences(Fetc
     for (auto& worker : workers) {
         co_await std::move(worker);
     }
-    if (fetch->failure) {
-        std::rethrow_exception(fetch->failure);
+    if (fetch->accountFailure) {
+        std::rethrow_exception(fetch->accountFailure);
+    }
+    const auto failed = std::count_if(fetch->failures.begin(), fetch->failures.end(),
+                                      [](const std::exception_ptr& failure) { return bool(failure); });
+    if (!calendars.empty() && std::size_t(failed) == calendars.size()) {
+        // Not one calendar answered: the network or the service is down for the whole account.
+        std::rethrow_exception(fetch->failures.front());
     }
     if (!self) {
         co_return {};
@@ -194,6 +237,11 @@ QCoro::Task<OccurrenceFetchResult> RemoteAccountCalendarSource::occurrences(Fetc
     OccurrenceFetchResult meetings;
     m_uidBySeries.clear();
     for (std::size_t index = 0; index < calendars.size(); ++index) {
+        if (fetch->failures[index]) {
+            meetings.failedCalendars.push_back(
+                {calendars[index].identifier, calendars[index].title, failureMessage(fetch->failures[index])});
+            continue;
+        }
         const CalendarDescriptor calendar = calendarDescriptor(calendars[index], group, m_account.provider);
         for (const auto& occurrence : fetch->results[index]) {
             meetings.occurrences.push_back(meetingOccurrence(occurrence, calendar));
@@ -222,17 +270,7 @@ QString RemoteAccountCalendarSource::failureMessage(const std::exception_ptr& er
 
 bool RemoteAccountCalendarSource::requiresReauthentication(const std::exception_ptr& error) const
 {
-    try {
-        std::rethrow_exception(error);
-    } catch (const RemoteAccountError& failure) {
-        return failure.requiresReauthentication();
-    } catch (const RemoteHTTPError& failure) {
-        // Still refused after a fresh token: the grant no longer covers what Orvane reads.
-        const auto* status = std::get_if<RemoteHTTPError::UnexpectedStatus>(&failure.value());
-        return status && status->statusCode == 401;
-    } catch (...) {
-    }
-    return false;
+    return needsSignIn(error);
 }
 
 QString RemoteAccountCalendarSource::crossSourceKey(const MeetingOccurrence& occurrence) const

@@ -18,7 +18,8 @@ class RemoteAccountCredentials;
 ///
 /// Its calendars are read through the provider's client with the account's credentials; the events of the selected
 /// calendars are fetched side by side, a bounded number at a time, so that an account with many calendars is quick
-/// without flooding the service.
+/// without flooding the service. A calendar that cannot be read is reported while the others deliver; a failure of
+/// the sign-in or token, or of every calendar at once, fails the whole account.
 class RemoteAccountCalendarSource final : public CalendarSource {
     Q_OBJECT
 

@@ -231,6 +231,66 @@ TEST(CloudAccountTest, ARevokedSignInAsksForReconnectionAndReconnectingRecovers)
     EXPECT_TRUE(harness.repository.healthIssues().front().requiresReauthentication);
 }
 
+TEST(CloudAccountTest, ACalendarTheServiceCannotServeDoesNotHideTheOthers)
+{
+    struct Row {
+        const char* name;
+        std::map<QString, std::exception_ptr> failing;
+        QStringList issues;
+        bool reconnect;
+    };
+    const auto status = [](int code) {
+        return std::make_exception_ptr(RemoteHTTPError(RemoteHTTPError::UnexpectedStatus{code, std::nullopt}));
+    };
+    // A failure of the sign-in or the token is the whole account's, even when another calendar answered before it.
+    const std::vector<Row> rows{
+        {"one calendar gone, another failing",
+         {{u"Team"_s, status(404)}, {u"Old"_s, status(500)}},
+         {u"Calendar “Team” of ada@example.com (Google): The calendar service returned HTTP 404."_s,
+          u"Calendar “Old” of ada@example.com (Google): The calendar service returned HTTP 500."_s},
+         false},
+        {"no calendar answering",
+         {{u"Work"_s, status(503)}, {u"Team"_s, status(503)}, {u"Old"_s, status(503)}},
+         {u"ada@example.com (Google): The calendar service returned HTTP 503."_s},
+         false},
+        {"the sign-in refused",
+         {{u"Team"_s, status(401)}},
+         {u"ada@example.com (Google): The calendar service returned HTTP 401."_s},
+         true},
+        {"the sign-in revoked",
+         {{u"Team"_s,
+           std::make_exception_ptr(RemoteAccountError(RemoteAccountError::SignInExpired{u"invalid_grant"_s}))}},
+         {u"ada@example.com (Google): The provider no longer accepts this account's sign-in (invalid_grant). Reconnect "
+          u"the account."_s},
+         true},
+        {"the token not renewed",
+         {{u"Team"_s, std::make_exception_ptr(OAuthError(OAuthError::TokenExchangeFailed{503, {}, {}}))}},
+         {u"ada@example.com (Google): Token request failed with HTTP 503."_s},
+         false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        Harness harness;
+        harness.google.calendars = {u"Work"_s, u"Team"_s, u"Old"_s};
+        harness.google.events[u"Work"_s] = {event(u"Standup"_s, t0 + 3600)};
+        const auto account = harness.connect();
+        harness.fetch();
+        harness.google.failingCalendars = row.failing;
+
+        // Fresh from the calendar that answers, or kept from the last fetch when the account failed.
+        const auto meetings = harness.fetch();
+        ASSERT_EQ(meetings.size(), 1u);
+        EXPECT_EQ(meetings[0].title, u"Standup"_s);
+        QStringList issues;
+        for (const auto& issue : harness.repository.healthIssues()) {
+            issues.append(issue.title() + u": "_s + issue.message);
+            EXPECT_EQ(issue.requiresReauthentication, row.reconnect);
+        }
+        EXPECT_EQ(issues, row.issues);
+        EXPECT_EQ(harness.coordinator().usableAccountIDs().contains(account.id), !row.reconnect);
+    }
+}
+
 TEST(CloudAccountTest, CalendarsAreFetchedSideBySideAFewAtATimeInTheirOrder)
 {
     Harness harness;

@@ -82,6 +82,10 @@ public:
         --inFlight;
         co_await authorized(token);
         const auto decoded = RemoteCalendarIdentityNamespace::decodeCalendarIdentifier(calendar.identifier);
+        if (const auto failure = failingCalendars.find(decoded->providerCalendarIdentifier);
+            failure != failingCalendars.end()) {
+            std::rethrow_exception(failure->second);
+        }
         std::vector<RemoteMeetingOccurrence> result;
         for (auto event : events[decoded->providerCalendarIdentifier]) {
             event.calendar = calendar;
@@ -96,6 +100,8 @@ public:
     /// Calendars shared with the user (read-only, someone else's).
     QSet<QString> sharedCalendars;
     std::map<QString, std::vector<RemoteMeetingOccurrence>> events;
+    /// Calendars whose events cannot be read, with what reading them fails with.
+    std::map<QString, std::exception_ptr> failingCalendars;
     std::chrono::milliseconds latency{0};
     int inFlight = 0;
     int maxInFlight = 0;
