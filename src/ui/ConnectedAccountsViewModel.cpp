@@ -153,9 +153,16 @@ QVariantList ConnectedAccountsViewModel::accountList() const
     for (const auto& account : m_model.remoteAccounts()) {
         const QString id = accountIDText(account.id);
         std::optional<QString> problem;
+        QStringList calendarProblems;
         for (const auto& issue : issues) {
             const auto* remote = std::get_if<CalendarSourceHealthIssue::Remote>(&issue.source);
-            if (remote && remote->accountID.compare(id, Qt::CaseInsensitive) == 0) {
+            if (!remote || remote->accountID.compare(id, Qt::CaseInsensitive) != 0) {
+                continue;
+            }
+            if (issue.calendar) {
+                // The account answers; only this calendar of it could not be read.
+                calendarProblems.append(u"“%1” could not be read: %2"_s.arg(issue.calendar->title, issue.message));
+            } else {
                 problem = issue.message;
             }
         }
@@ -165,6 +172,8 @@ QVariantList ConnectedAccountsViewModel::accountList() const
             state = problem ? *problem : u"Sign in again to keep reading this account's calendars."_s;
         } else if (problem) {
             state = u"Not reachable right now: "_s + *problem;
+        } else if (!calendarProblems.isEmpty()) {
+            state = calendarProblems.join(u'\n');
         } else {
             state = u"Connected since %1"_s.arg(
                 QLocale().toString(account.connectedAt.toDateTime().toLocalTime().date(), QLocale::ShortFormat));
@@ -175,7 +184,7 @@ QVariantList ConnectedAccountsViewModel::accountList() const
             {u"address"_s, account.emailAddress.value_or(QString())},
             {u"provider"_s, providerTitle(account.provider)},
             {u"state"_s, state},
-            {u"stateIsProblem"_s, needsReconnection || problem.has_value()},
+            {u"stateIsProblem"_s, needsReconnection || problem.has_value() || !calendarProblems.isEmpty()},
             {u"needsReconnection"_s, needsReconnection},
         });
     }

@@ -199,7 +199,7 @@ QVariantList SettingsViewModel::sourceHealthIssueList() const
 {
     QVariantList issues;
     for (const auto& issue : m_model.calendarSourceHealthIssues()) {
-        issues.append(QVariantMap{{u"name"_s, issue.displayName},
+        issues.append(QVariantMap{{u"name"_s, issue.title()},
                                   {u"message"_s, issue.message},
                                   {u"action"_s, SettingsTexts::sourceHealthAction(issue.requiresReauthentication)},
                                   {u"reconnect"_s, issue.requiresReauthentication}});

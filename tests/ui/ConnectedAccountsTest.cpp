@@ -83,6 +83,12 @@ TEST(ConnectedAccountsViewModelTest, EachAccountShowsItsNameAddressAndState)
     EXPECT_EQ(row(view.accountList(), 1)[u"state"_s],
               u"Not reachable right now: The calendar service returned HTTP 503."_s);
     EXPECT_FALSE(row(view.accountList(), 1)[u"needsReconnection"_s].toBool());
+
+    // The account answers but one of its calendars does not: that calendar is named, the account is not blamed.
+    model.healthIssues[0].calendar = CalendarSourceHealthIssue::Calendar{u"cal"_s, u"Team"_s};
+    EXPECT_EQ(row(view.accountList(), 1)[u"state"_s],
+              u"“Team” could not be read: The calendar service returned HTTP 503."_s);
+    EXPECT_TRUE(row(view.accountList(), 1)[u"stateIsProblem"_s].toBool());
 }
 
 TEST(ConnectedAccountsViewModelTest, CommandsReachTheModelOnlyWhenNothingElseRuns)

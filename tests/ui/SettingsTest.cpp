@@ -164,12 +164,14 @@ TEST(SettingsViewModelTest, SourceProblemsSayWhatTheUserCanDo)
 {
     Harness h;
     fill(h.model);
-    h.model.healthIssues.push_back(
-        {CalendarSourceHealthIssue::Local{}, u"Desktop calendars"_s, u"The calendars could not be read."_s, false});
+    h.model.healthIssues.push_back({CalendarSourceHealthIssue::Local{}, u"Desktop calendars"_s,
+                                    u"The calendar could not be read."_s, false,
+                                    CalendarSourceHealthIssue::Calendar{u"old"_s, u"Old account"_s}});
     h.model.reconciliationIssues.push_back(
         {.title = u"Calendar data needs review"_s, .message = u"Alerts were on for Work, which is gone."_s});
     const QVariantList issues = h.settings.sourceHealthIssueList();
-    EXPECT_EQ(column(issues, u"name"_s), (QStringList{u"alex@contoso.com (Outlook)"_s, u"Desktop calendars"_s}));
+    EXPECT_EQ(column(issues, u"name"_s),
+              (QStringList{u"alex@contoso.com (Outlook)"_s, u"Calendar “Old account” of Desktop calendars"_s}));
     EXPECT_EQ(column(issues, u"reconnect"_s), (QStringList{u"true"_s, u"false"_s}));
     const QStringList actions = column(issues, u"action"_s);
     EXPECT_TRUE(actions[0].contains(u"Connected accounts"_s)) << actions[0].toStdString();
