@@ -35,7 +35,14 @@ private_desktop_start_display() {
     openbox --sm-disable >/dev/null 2>&1 &
     private_desktop_pids+=($!)
     trap private_desktop_stop EXIT
-    sleep 1
+    # openbox announces itself on the root window once it runs; on a machine without font caches yet that can take
+    # many seconds.
+    local waited=0
+    until xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; do
+        [ "$waited" -lt 600 ] || break
+        sleep 0.1
+        waited=$((waited + 1))
+    done
 }
 
 private_desktop_stop() {

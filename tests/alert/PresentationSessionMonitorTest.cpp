@@ -3,6 +3,7 @@
 // bus) served by python3-dbusmock's logind and GNOME screen saver templates and a plain mock screen saver.
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 #include "alert/linux/X11DisplayState.h"
+#include "support/Patience.h"
 #include "support/Xvfb.h"
 
 #include <QDBusConnection>
@@ -38,7 +39,7 @@ public:
         : m_name(name)
     {
         m_daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s});
-        if (m_daemon.waitForReadyRead(10'000)) {
+        if (m_daemon.waitForReadyRead(patience)) {
             m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
         }
         m_connection = QDBusConnection::connectToBus(m_address, m_name);
@@ -77,7 +78,7 @@ public:
         // Debian's interpreter, which has the python3-dbusmock package.
         m_process.start(u"/usr/bin/python3"_s, QStringList{u"-m"_s, u"dbusmock"_s} + arguments);
         const auto* busInterface = bus.connection().interface();
-        m_ready = QTest::qWaitFor([&] { return busInterface->isServiceRegistered(service).value(); }, 15'000);
+        m_ready = QTest::qWaitFor([&] { return busInterface->isServiceRegistered(service).value(); }, patience);
     }
     ~Mock() { stop(); }
 
@@ -146,16 +147,16 @@ protected:
     void waitUntilSessionIsWatched(const std::function<void(const QString&, const QVariantList&)>& session)
     {
         session(u"SetLockedHint"_s, {true});
-        ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isSessionLocked(); }, 5'000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return monitor->isSessionLocked(); }, patience));
         session(u"SetLockedHint"_s, {false});
-        ASSERT_TRUE(QTest::qWaitFor([&] { return !monitor->isSessionLocked(); }, 5'000));
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !monitor->isSessionLocked(); }, patience));
         reports.clear();
     }
 
     /// Waits until `count` changes were reported.
     bool waitForReports(std::size_t count)
     {
-        return QTest::qWaitFor([&] { return reports.size() >= count; }, 5'000);
+        return QTest::qWaitFor([&] { return reports.size() >= count; }, patience);
     }
 
     void TearDown() override

@@ -8,6 +8,7 @@
 #include "fakes/FakeClock.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "support/MeetingFixtures.h"
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 
 #include <QQmlComponent>
@@ -146,7 +147,7 @@ TEST_F(QtAlertWindowSystemTest, ViewShortcutsFireOnlyWhileThePanelMayTakeFocus)
     panel->setAllowsKeyboardFocus(true);
     panel->orderFrontRegardless();
     window->requestActivate();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(window, 1000));
+    ASSERT_TRUE(QTest::qWaitForWindowActive(window, patience));
     // As when a button of the view has keyboard focus: Qt then asks that item, not the window, about shortcuts.
     item->forceActiveFocus();
     panel->setAllowsKeyboardFocus(false);

@@ -16,6 +16,7 @@
 #include "scheduling/Clock.h"
 #include "scheduling/linux/TimerfdAlertTimerScheduler.h"
 #include "support/MeetingFixtures.h"
+#include "support/Patience.h"
 #include "support/X11TestSession.h"
 
 #include <QApplication>
@@ -47,7 +48,7 @@ std::string artifact(const std::string& name)
 
 /// Runs the event loop until `condition` holds or `milliseconds` pass; returns whether it held.
 template <class Condition>
-bool waitUntil(Condition condition, int milliseconds = 5'000)
+bool waitUntil(Condition condition, int milliseconds = patience)
 {
     QElapsedTimer elapsed;
     elapsed.start();
@@ -217,11 +218,11 @@ TEST_F(X11AlertTest, CoversFullScreenAppWaitsForTheKeyboardThenEscapeDismissesAn
     // Something stacked over the alert while it shows is covered again at once.
     const auto [coverPid, cover] = startForeignClient("cover");
     ASSERT_NE(cover, 0u);
-    EXPECT_TRUE(waitUntil([&, cover = cover] { return observer.isAbove(panel, cover); }, 2'000));
+    EXPECT_TRUE(waitUntil([&, cover = cover] { return observer.isAbove(panel, cover); }));
     session->end(coverPid);
 
     session->end(grabPid);
-    ASSERT_TRUE(waitUntil([&] { return panelTakesKeys(); }, 10'000)) << "the alert did not take the keyboard";
+    ASSERT_TRUE(waitUntil([&] { return panelTakesKeys(); })) << "the alert did not take the keyboard";
     session->screenshot(artifact("alert-focused.png"));
 
     session->run({"xdotool", "key", "Escape"});
@@ -237,7 +238,7 @@ TEST_F(X11AlertTest, TakesFocusAtOnceWhenTheKeyboardIsFreeAndAButtonEndsIt)
 {
     ASSERT_TRUE(present());
     ASSERT_TRUE(waitUntil([&] { return alertWindow && alertWindow->isExposed(); }));
-    EXPECT_TRUE(waitUntil([&] { return observer.ewmh().inputFocus() == panelWindow(); }, 2'000));
+    EXPECT_TRUE(waitUntil([&] { return observer.ewmh().inputFocus() == panelWindow(); }));
 
     const auto* button = alertWindow->contentItem()->findChild<QQuickItem*>(u"dismissButton"_s);
     ASSERT_NE(button, nullptr);

@@ -3,6 +3,7 @@
 // password prompt does.
 #include "alert/linux/X11KeyboardGrabProbe.h"
 
+#include "support/Patience.h"
 #include "support/Xvfb.h"
 
 #include <QTest>
@@ -44,7 +45,7 @@ TEST_F(X11KeyboardGrabProbeTest, SeesAnotherClientsGrabAndNeverHoldsOneItself)
 
     // A client that ends loses its grab (once the server has noticed the closed connection).
     prompt.reset();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !probe.anotherClientHoldsKeyboard(); }, 5'000));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !probe.anotherClientHoldsKeyboard(); }, patience));
     X11Client next(display);
     EXPECT_EQ(next.grabKeyboard(), XCB_GRAB_STATUS_SUCCESS);
 }

@@ -3,6 +3,7 @@
 #include "app/ApplicationInstanceLockError.h"
 #include "app/linux/DBusApplicationActivation.h"
 #include "support/EdsTestSession.h"
+#include "support/Patience.h"
 
 #include <QDBusConnection>
 #include <QSignalSpy>
@@ -183,7 +184,7 @@ TEST(DBusApplicationActivationTest, ASecondLaunchAsksTheRunningCopyToReopen)
         DBusApplicationActivator(QDBusConnection::connectToBus(QString::fromStdString(address), u"second"_s))
             .activateRunningInstance();
     });
-    EXPECT_TRUE(reopened.wait(5000));
+    EXPECT_TRUE(reopened.wait(patience));
     second.join();
     qunsetenv("XDG_ACTIVATION_TOKEN");
     ASSERT_EQ(reopened.size(), 1);

@@ -4,6 +4,7 @@
 // a local authorization server; the calendar service is an in-memory client (the HTTP clients have their own tests).
 #include "fakes/FakeCalendarSource.h"
 #include "support/CloudAccountHarness.h"
+#include "support/Patience.h"
 
 #include <gtest/gtest.h>
 
@@ -75,9 +76,10 @@ TEST(CloudAccountTest, ConnectingTheSameAccountAgainRenewsItInPlace)
 
     // Reconnecting one account with another's sign-in changes nothing.
     harness.google.profile = {u"user-2"_s, std::nullopt, u"Grace"_s, u"grace@example.com"_s};
-    const auto error = thrownBy<RemoteAccountError>([&] { harness.connect(RemoteCalendarProviderKind::google, first.id); });
-    EXPECT_EQ(error.value(), RemoteAccountError::Case(RemoteAccountError::DifferentAccount{u"ada@example.com"_s,
-                                                                                            u"grace@example.com"_s}));
+    const auto error =
+        thrownBy<RemoteAccountError>([&] { harness.connect(RemoteCalendarProviderKind::google, first.id); });
+    EXPECT_EQ(error.value(), RemoteAccountError::Case(
+                                 RemoteAccountError::DifferentAccount{u"ada@example.com"_s, u"grace@example.com"_s}));
     EXPECT_EQ(harness.accountStore.loadAccounts(), std::vector{again});
     EXPECT_EQ(harness.storedToken(first), u"refresh-code-2"_s);
 
@@ -117,28 +119,25 @@ TEST(CloudAccountTest, AFailedConnectionStoresNothing)
          isOAuth([](const auto& value) {
              using T = std::decay_t<decltype(value)>;
              if constexpr (std::is_same_v<T, OAuthError::MissingRequiredScopes>) {
-                 return value.scopes == QStringList{u"https://www.googleapis.com/auth/calendar.calendarlist.readonly"_s};
+                 return value.scopes ==
+                        QStringList{u"https://www.googleapis.com/auth/calendar.calendarlist.readonly"_s};
              }
              return false;
          }),
          1},
-        {"no offline access",
-         [](Harness& harness) { harness.provider.issuesRefreshToken = false; },
+        {"no offline access", [](Harness& harness) { harness.provider.issuesRefreshToken = false; },
          isOAuth([](const auto& value) {
              return std::is_same_v<std::decay_t<decltype(value)>, OAuthError::MissingRefreshToken>;
          }),
          1},
-        {"the profile cannot be read",
-         [](Harness& harness) { harness.google.refused.insert(u"access-code-1"_s); },
+        {"the profile cannot be read", [](Harness& harness) { harness.google.refused.insert(u"access-code-1"_s); },
          [](const std::exception& error) {
              const auto* account = dynamic_cast<const RemoteAccountError*>(&error);
              return account && account->requiresReauthentication();
          },
          1},
-        {"the account list cannot be written",
-         [](Harness& harness) { harness.diskFull.emplace(); },
-         [](const std::exception& error) { return dynamic_cast<const PersistenceStoreError*>(&error); },
-         1},
+        {"the account list cannot be written", [](Harness& harness) { harness.diskFull.emplace(); },
+         [](const std::exception& error) { return dynamic_cast<const PersistenceStoreError*>(&error); }, 1},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -165,11 +164,10 @@ TEST(CloudAccountTest, ASignInCanBeCancelledWhileTheBrowserIsOpen)
     Harness harness;
     harness.user.declines = true;
     auto connecting = harness.coordinator().connectAccount(RemoteCalendarProviderKind::microsoft);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return harness.user.opened == 1; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return harness.user.opened == 1; }, patience));
     EXPECT_EQ(harness.coordinator().connectingProvider(), RemoteCalendarProviderKind::microsoft);
     // A second change waits for the first.
-    EXPECT_THROW(runTask(harness.coordinator().connectAccount(RemoteCalendarProviderKind::google)),
-                 RemoteAccountError);
+    EXPECT_THROW(runTask(harness.coordinator().connectAccount(RemoteCalendarProviderKind::google)), RemoteAccountError);
     harness.coordinator().cancelConnection();
     EXPECT_THROW(runTask(std::move(connecting)), OAuthError);
     EXPECT_FALSE(harness.coordinator().connectingProvider());

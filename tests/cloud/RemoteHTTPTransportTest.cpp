@@ -3,6 +3,7 @@
 #include "cloud/RemoteHTTPError.h"
 #include "cloud/RemoteHTTPOrigin.h"
 #include "support/LocalHttpServer.h"
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 #include "support/RunTask.h"
 
@@ -247,7 +248,7 @@ TEST(RemoteHTTPTransportTest, DestroyingTheTransportEndsPendingRequests)
     server.route("GET", "/silent", LocalHttpResponse::silence());
     auto transport = std::make_unique<NetworkRemoteHTTPTransport>();
     auto pending = transport->send(request(server.url(u"/silent"_s)));
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !server.requests().empty(); }, 5'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !server.requests().empty(); }, patience));
     transport.reset();
     try {
         runTask(std::move(pending));

@@ -16,8 +16,8 @@
 #include "cloud/NetworkRemoteHTTPTransport.h"
 #include "cloud/UserDefaultsRemoteCalendarAccountStore.h"
 #include "fakes/FakeAlertWindowSystem.h"
-#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeClock.h"
+#include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeTimerScheduler.h"
 #include "model/AppModel.h"
 #include "model/SystemEventSource.h"
@@ -30,6 +30,7 @@
 #include "persistence/SettingsStore.h"
 #include "scheduling/AlertScheduler.h"
 #include "support/LocalOAuthProvider.h"
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 #include "support/RunTask.h"
 #include "support/SecretServiceTestSession.h"
@@ -78,16 +79,16 @@ public:
                                         {u"name"_s, u"Ada Lovelace"_s}});
         });
         server.route("GET", "/calendar/v3/users/me/calendarList", [=](const LocalHttpRequest& request) {
-            return authorized(
-                request, {{u"kind"_s, u"calendar#calendarList"_s},
-                          {u"items"_s, QJsonArray{QJsonObject{{u"id"_s, u"ada@example.com"_s},
-                                                              {u"summary"_s, u"ada@example.com"_s},
-                                                              {u"primary"_s, true},
-                                                              {u"accessRole"_s, u"owner"_s},
-                                                              {u"backgroundColor"_s, u"#9fe1e7"_s}},
-                                                  QJsonObject{{u"id"_s, u"team@group.calendar.google.com"_s},
-                                                              {u"summary"_s, u"Team"_s},
-                                                              {u"accessRole"_s, u"reader"_s}}}}});
+            return authorized(request,
+                              {{u"kind"_s, u"calendar#calendarList"_s},
+                               {u"items"_s, QJsonArray{QJsonObject{{u"id"_s, u"ada@example.com"_s},
+                                                                   {u"summary"_s, u"ada@example.com"_s},
+                                                                   {u"primary"_s, true},
+                                                                   {u"accessRole"_s, u"owner"_s},
+                                                                   {u"backgroundColor"_s, u"#9fe1e7"_s}},
+                                                       QJsonObject{{u"id"_s, u"team@group.calendar.google.com"_s},
+                                                                   {u"summary"_s, u"Team"_s},
+                                                                   {u"accessRole"_s, u"reader"_s}}}}});
         });
         const QJsonObject review{
             {u"kind"_s, u"calendar#event"_s},
@@ -98,11 +99,11 @@ public:
             {u"end"_s, QJsonObject{{u"dateTime"_s, rfc3339(meetingStart + 1800)}}},
             {u"iCalUID"_s, u"review1@google.com"_s},
             {u"hangoutLink"_s, u"https://meet.google.com/abc-defg-hij"_s},
-            {u"attendees"_s, QJsonArray{QJsonObject{{u"email"_s, u"ada@example.com"_s},
-                                                    {u"self"_s, true},
-                                                    {u"responseStatus"_s, u"accepted"_s}},
-                                        QJsonObject{{u"email"_s, u"grace@example.com"_s},
-                                                    {u"responseStatus"_s, u"needsAction"_s}}}},
+            {u"attendees"_s,
+             QJsonArray{QJsonObject{{u"email"_s, u"ada@example.com"_s},
+                                    {u"self"_s, true},
+                                    {u"responseStatus"_s, u"accepted"_s}},
+                        QJsonObject{{u"email"_s, u"grace@example.com"_s}, {u"responseStatus"_s, u"needsAction"_s}}}},
         };
         server.route("GET", "/calendar/v3/calendars/ada%40example.com/events", [=](const LocalHttpRequest& request) {
             return authorized(request, {{u"kind"_s, u"calendar#events"_s}, {u"items"_s, QJsonArray{review}}});
@@ -140,8 +141,8 @@ public:
                                         {u"userPrincipalName"_s, u"ada@contoso.com"_s}});
         });
         server.route("GET", "/v1.0/organization", [=](const LocalHttpRequest& request) {
-            return authorized(request,
-                              {{u"value"_s, QJsonArray{QJsonObject{{u"id"_s, u"84da0dd2-5f3a-4ce1-9b8e-bc3e2b2d1e0f"_s}}}}});
+            return authorized(
+                request, {{u"value"_s, QJsonArray{QJsonObject{{u"id"_s, u"84da0dd2-5f3a-4ce1-9b8e-bc3e2b2d1e0f"_s}}}}});
         });
         server.route("GET", "/v1.0/me/calendars", [=](const LocalHttpRequest& request) {
             return authorized(
@@ -167,9 +168,9 @@ public:
             {u"isCancelled"_s, false},
             {u"type"_s, u"singleInstance"_s},
             {u"responseStatus"_s, QJsonObject{{u"response"_s, u"accepted"_s}}},
-            {u"attendees"_s, QJsonArray{QJsonObject{{u"type"_s, u"required"_s},
-                                                    {u"emailAddress"_s,
-                                                     QJsonObject{{u"address"_s, u"grace@contoso.com"_s}}}}}},
+            {u"attendees"_s,
+             QJsonArray{QJsonObject{{u"type"_s, u"required"_s},
+                                    {u"emailAddress"_s, QJsonObject{{u"address"_s, u"grace@contoso.com"_s}}}}}},
             {u"onlineMeeting"_s, QJsonObject{{u"joinUrl"_s, u"https://teams.microsoft.com/l/meetup-join/19%3a1"_s}}},
             {u"iCalUId"_s, u"040000008200E00074C5B7101A82E008"_s},
         };
@@ -227,7 +228,8 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     SystemEventSource systemEvents;
 
     NetworkRemoteHTTPTransport transport;
-    OAuthTokenClient tokens(transport, [&] { return clock.now(); }, provider.url(u"/revoke"_s));
+    OAuthTokenClient tokens(
+        transport, [&] { return clock.now(); }, provider.url(u"/revoke"_s));
     KeyringOAuthRefreshTokenStore keyring;
     OAuthWebAuthorizer authorizer([&](const QUrl& url) { return browser.open(url); });
     UserDefaultsRemoteCalendarAccountStore accountStore(defaults.database());
@@ -235,21 +237,19 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
                                        {{RemoteOAuthClientIDStore::googleClientIDKey, u"client-g"_s},
                                         {RemoteOAuthClientIDStore::googleClientSecretKey, u"desktop-secret"_s},
                                         {RemoteOAuthClientIDStore::microsoftClientIDKey, u"client-m"_s}});
-    GoogleCalendarClient googleClient(transport,
-                                      {googleService.server.url(u"/"_s), googleService.server.url(u"/"_s)});
+    GoogleCalendarClient googleClient(transport, {googleService.server.url(u"/"_s), googleService.server.url(u"/"_s)});
     MicrosoftGraphCalendarClient microsoftClient(transport, {graphService.server.url(u"/"_s)});
-    CloudAccountCoordinator coordinator({accountStore, clientIDs, authorizer, tokens, keyring, repository, settings,
-                                         exclusions, delivery, clock, googleClient, microsoftClient,
-                                         [&](RemoteCalendarProviderKind kind, const QString& clientID,
-                                             const std::optional<QString>& secret) {
-                                             auto configuration =
-                                                 kind == RemoteCalendarProviderKind::google
-                                                     ? OAuthProviderConfiguration::google(clientID, secret)
-                                                     : OAuthProviderConfiguration::microsoft(clientID);
-                                             configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
-                                             configuration.tokenEndpoint = provider.url(u"/token"_s);
-                                             return configuration;
-                                         }});
+    CloudAccountCoordinator coordinator(
+        {accountStore, clientIDs, authorizer, tokens, keyring, repository, settings, exclusions, delivery, clock,
+         googleClient, microsoftClient,
+         [&](RemoteCalendarProviderKind kind, const QString& clientID, const std::optional<QString>& secret) {
+             auto configuration = kind == RemoteCalendarProviderKind::google
+                                      ? OAuthProviderConfiguration::google(clientID, secret)
+                                      : OAuthProviderConfiguration::microsoft(clientID);
+             configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
+             configuration.tokenEndpoint = provider.url(u"/token"_s);
+             return configuration;
+         }});
 
     FakeDesktopCalendars desktop{orvane::CalendarAuthorizationState::denied, false};
     AppModel model({.defaults = defaults.database(),
@@ -267,7 +267,9 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
                     .oauthClientIDs = &clientIDs});
     AppModelConnectedAccountsModel accountsModel(model);
     ConnectedAccountsViewModel accountsView(accountsModel);
-    const auto settle = [&] { ASSERT_TRUE(QTest::qWaitFor([&] { return !scheduler.isRefreshing(); }, 10'000)); };
+    const auto settle = [&] {
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !scheduler.isRefreshing(); }, patience));
+    };
 
     runTask(model.start());
     model.setAlertLeadTime(60);
@@ -275,10 +277,9 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
 
     // Connect: the settings control starts the sign-in; the browser completes it.
     accountsView.connectProvider(rawValue(GetParam()));
-    EXPECT_EQ(accountsView.progressText(),
-              google ? u"Waiting for the Google Calendar sign-in in your browser…"_s
-                     : u"Waiting for the Outlook sign-in in your browser…"_s);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return !model.calendarGroups().empty() && !accountsView.isBusy(); }, 30'000))
+    EXPECT_EQ(accountsView.progressText(), google ? u"Waiting for the Google Calendar sign-in in your browser…"_s
+                                                  : u"Waiting for the Outlook sign-in in your browser…"_s);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !model.calendarGroups().empty() && !accountsView.isBusy(); }, patience))
         << model.lastError().value_or(u"(no error)"_s).toStdString();
     settle();
     EXPECT_FALSE(model.lastError()) << model.lastError()->toStdString();
@@ -317,7 +318,7 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
     // Disconnect: a Google grant is revoked (Microsoft has no revocation for public clients), and nothing of the
     // account is left.
     accountsView.disconnect(shown[u"id"_s].toString());
-    ASSERT_TRUE(QTest::qWaitFor([&] { return model.calendarGroups().empty() && !accountsView.isBusy(); }, 10'000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model.calendarGroups().empty() && !accountsView.isBusy(); }, patience));
     settle();
     EXPECT_FALSE(model.lastError()) << model.lastError()->toStdString();
     EXPECT_EQ(provider.revoked().contains(u"refresh-code-1"_s), google);

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The model's side of connected accounts: what it says when the stored list is unreadable, when a connection fails
 // or is cancelled, and how an account makes alerts possible without the desktop's calendars.
-#include "model/AppModel.h"
-
 #include "alert/AlertPresentationSessionMonitoring.h"
 #include "alert/FullScreenAlertController.h"
 #include "alert/SecureEventInputActivationGate.h"
@@ -10,9 +8,11 @@
 #include "fakes/FakeAlertWindowSystem.h"
 #include "fakes/FakeDesktopCalendars.h"
 #include "fakes/FakeTimerScheduler.h"
+#include "model/AppModel.h"
 #include "model/SystemEventSource.h"
 #include "scheduling/AlertScheduler.h"
 #include "support/CloudAccountHarness.h"
+#include "support/Patience.h"
 
 #include <gtest/gtest.h>
 
@@ -47,13 +47,15 @@ struct ModelHarness : CloudAccountHarness {
     }
     void settle()
     {
-        ASSERT_TRUE(QTest::qWaitFor([this] { return !scheduler.isRefreshing(); }, 5000));
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !scheduler.isRefreshing(); }, patience));
     }
 
     FakeDesktopCalendars desktop{orvane::CalendarAuthorizationState::denied, false};
     FakeTimerScheduler timers{clock};
     AlertScheduler scheduler{repository, settings, exclusions, delivery, timers, clock};
-    SecureEventInputActivationGate gate{clock, timers, [] { return false; }};
+    SecureEventInputActivationGate gate{clock, timers, [] {
+                                            return false;
+                                        }};
     AlertPresentationAvailability presentation;
     FakeAlertWindowSystem windows;
     FullScreenAlertController alerts{presentation, windows, clock, timers, gate};
@@ -65,8 +67,14 @@ private:
 
 TEST(AppModelAccounts, AnUnreadableAccountListIsReportedAsReadOrValidationFailure)
 {
-    const RemoteCalendarAccountMetadata twin{QUuid::createUuid(), RemoteCalendarProviderKind::google, u"user-1"_s,
-                                             std::nullopt, u"Ada"_s, std::nullopt, u"client-g"_s, Date{t0}};
+    const RemoteCalendarAccountMetadata twin{QUuid::createUuid(),
+                                             RemoteCalendarProviderKind::google,
+                                             u"user-1"_s,
+                                             std::nullopt,
+                                             u"Ada"_s,
+                                             std::nullopt,
+                                             u"client-g"_s,
+                                             Date{t0}};
     const struct {
         const char* name;
         std::function<void(ModelHarness&)> store;
@@ -81,10 +89,9 @@ TEST(AppModelAccounts, AnUnreadableAccountListIsReportedAsReadOrValidationFailur
          [&](ModelHarness& harness) {
              auto second = twin;
              second.id = QUuid::createUuid();
-             harness.defaults.store(
-                 UserDefaultsRemoteCalendarAccountStore::storageKey,
-                 QByteArray(R"({"schemaVersion":1,"accounts":[)" + json::serialize(toJson(twin)) + "," +
-                            json::serialize(toJson(second)) + "]}"));
+             harness.defaults.store(UserDefaultsRemoteCalendarAccountStore::storageKey,
+                                    QByteArray(R"({"schemaVersion":1,"accounts":[)" + json::serialize(toJson(twin)) +
+                                               "," + json::serialize(toJson(second)) + "]}"));
          },
          u"Unable to validate connected calendar accounts: "_s},
     };
@@ -113,7 +120,7 @@ TEST(AppModelAccounts, ConnectionFailuresAreShownButACancelledSignInIsNot)
 
     harness.user.declines = true;
     auto connecting = model.connectRemoteAccount(RemoteCalendarProviderKind::google);
-    ASSERT_TRUE(QTest::qWaitFor([&] { return harness.user.opened == 1; }, 5000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return harness.user.opened == 1; }, patience));
     EXPECT_EQ(model.isConnectingRemoteProvider(), RemoteCalendarProviderKind::google);
     model.cancelRemoteConnection();
     runTask(std::move(connecting));

@@ -18,6 +18,7 @@
 #include "scheduling/AlertScheduler.h"
 #include "support/DiskFull.h"
 #include "support/MeetingFixtures.h"
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 #include "support/RunTask.h"
 #include "support/TemporaryDefaults.h"
@@ -69,7 +70,7 @@ struct Harness {
     /// Waits until the refresh under way (the composite answers through the event loop) is in.
     void settle()
     {
-        ASSERT_TRUE(QTest::qWaitFor([this] { return !scheduler->isRefreshing(); }, 5000));
+        ASSERT_TRUE(QTest::qWaitFor([this] { return !scheduler->isRefreshing(); }, patience));
     }
     void advanceTo(double date)
     {
@@ -559,7 +560,7 @@ TEST(AppModel, AnUnreadableSettingsFilePausesAlertsUntilItIsReadableAgainOrMoved
             // It is read again at once, and its lead time alerts for the meeting now.
             QDir().rmdir(harness.defaults.path());
             QFile::rename(harness.defaults.path() + u".fine"_s, harness.defaults.path());
-            ASSERT_TRUE(QTest::qWaitFor([&] { return harness.model->persistenceIssues().empty(); }, 5000));
+            ASSERT_TRUE(QTest::qWaitFor([&] { return harness.model->persistenceIssues().empty(); }, patience));
             harness.settle();
             EXPECT_EQ(harness.shown().size(), 1U);
             EXPECT_EQ(harness.model->lastError(), std::nullopt);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "../fakes/FakeKeychainItemAccess.h"
+#include "../support/Patience.h"
 #include "../support/QtPrinters.h"
 #include "../support/RunTask.h"
 #include "../support/SecretServiceTestSession.h"
@@ -59,13 +60,13 @@ std::pair<int, QByteArray> secretTool(const QStringList& arguments, const QByteA
 {
     QProcess tool;
     tool.start(u"secret-tool"_s, arguments);
-    if (!tool.waitForStarted(10'000)) {
+    if (!tool.waitForStarted(patience)) {
         ADD_FAILURE() << "secret-tool (libsecret-tools) cannot run: " << tool.errorString().toStdString();
         return {-1, {}};
     }
     tool.write(input);
     tool.closeWriteChannel();
-    tool.waitForFinished(20'000);
+    tool.waitForFinished(patience);
     return {tool.exitCode(), tool.readAllStandardOutput()};
 }
 

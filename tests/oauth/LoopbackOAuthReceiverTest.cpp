@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "oauth/LoopbackOAuthReceiver.h"
 
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 #include "support/RunTask.h"
 
@@ -31,7 +32,7 @@ public:
         QObject::connect(&m_socket, &QTcpSocket::readyRead, [this] { m_reply += m_socket.readAll(); });
         m_socket.setSocketOption(QAbstractSocket::LowDelayOption, 1);
         m_socket.connectToHost(host, port);
-        EXPECT_TRUE(QTest::qWaitFor([this] { return m_socket.state() != QAbstractSocket::ConnectingState; }, 5'000));
+        EXPECT_TRUE(QTest::qWaitFor([this] { return m_socket.state() != QAbstractSocket::ConnectingState; }, patience));
         // Give the receiver a turn to accept (or refuse) the connection.
         QTest::qWait(20);
     }
@@ -45,7 +46,7 @@ public:
         QTest::qWait(10);
     }
 
-    QByteArray replyWhenClosed(int timeoutMs = 5'000)
+    QByteArray replyWhenClosed(int timeoutMs = patience)
     {
         EXPECT_TRUE(
             QTest::qWaitFor([this] { return m_socket.state() == QAbstractSocket::UnconnectedState; }, timeoutMs))
@@ -296,7 +297,7 @@ TEST(LoopbackOAuthReceiverTest, ClosesConnectionsBeyondTheCapAndFreesTheirSlots)
     Client first(receiver.port());
     Client second(receiver.port());
     Client extra(receiver.port());
-    EXPECT_TRUE(extra.replyWhenClosed(2'000).isEmpty());
+    EXPECT_TRUE(extra.replyWhenClosed().isEmpty());
     EXPECT_TRUE(first.isOpen());
     EXPECT_TRUE(second.isOpen());
 
@@ -326,12 +327,12 @@ TEST(LoopbackOAuthReceiverTest, ReassemblesPiecesAndClosesConnectionsThatFallSil
         {"callback ended by the connection instead", {withoutBlankLine}, 0, End::halfClose, true},
         {"split inside the blank line", {request.chopped(1), request.last(1)}, 0, End::none, true},
         {"every byte on its own", split(request.size()), 0, End::none, true},
-        // Longer than the timeout in all, but never silent for as long.
-        {"slow but steady", split(4), 100, End::none, true},
+        // Longer than the timeout in all, but never silent for a tenth of it.
+        {"slow but steady", split(12), 100, End::none, true},
     };
     for (const auto& [name, pieces, pauseMs, end, isAccepted] : cases) {
         SCOPED_TRACE(name);
-        Receiver receiver(u"127.0.0.1"_s, 300ms);
+        Receiver receiver(u"127.0.0.1"_s, 1s);
         Client client(receiver.port());
         for (const QByteArray& piece : pieces) {
             EXPECT_TRUE(client.replySoFar().isEmpty());
@@ -344,7 +345,7 @@ TEST(LoopbackOAuthReceiverTest, ReassemblesPiecesAndClosesConnectionsThatFallSil
         }
         // A peer that ended its request by closing cannot be answered any more; the others get the page.
         const bool answered = isAccepted && end == End::none;
-        EXPECT_EQ(client.replyWhenClosed(3'000), answered ? accepted() : QByteArray());
+        EXPECT_EQ(client.replyWhenClosed(), answered ? accepted() : QByteArray());
         EXPECT_EQ(receiver.receiver->isFinished(), isAccepted);
         EXPECT_EQ(receiver.receiver->isListening(), !isAccepted);
         if (isAccepted) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "oauth/OAuthWebAuthorizer.h"
 
+#include "../support/Patience.h"
 #include "../support/QtPrinters.h"
 #include "../support/RunTask.h"
 #include "oauth/OAuthError.h"
@@ -40,7 +41,7 @@ bool acceptsConnections(quint16 port)
 {
     QTcpSocket socket;
     socket.connectToHost(QHostAddress(QHostAddress::LocalHost), port);
-    return socket.waitForConnected(2'000);
+    return socket.waitForConnected(patience);
 }
 
 /// The browser: records what it is asked to open and, as the provider would once the user consents, sends a real

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "support/LocalHttpServer.h"
+#include "support/Patience.h"
 
 #include <QCryptographicHash>
 #include <QNetworkAccessManager>
@@ -142,10 +143,9 @@ private:
                                                     R"(been expired or revoked."})");
             }
             ++m_refreshes;
-            return LocalHttpResponse::json(200, R"({"access_token":"access-renewed-)" +
-                                                    QByteArray::number(m_refreshes) + R"(","expires_in":)" +
-                                                    QByteArray::number(accessTokenLifetime) +
-                                                    R"(,"token_type":"Bearer"})");
+            return LocalHttpResponse::json(
+                200, R"({"access_token":"access-renewed-)" + QByteArray::number(m_refreshes) + R"(","expires_in":)" +
+                         QByteArray::number(accessTokenLifetime) + R"(,"token_type":"Bearer"})");
         }
         const QString code = field(u"code"_s);
         const qsizetype index = code.mid(5).toInt() - 1;
@@ -159,20 +159,20 @@ private:
         if (field(u"client_id"_s) != issued.clientID || field(u"redirect_uri"_s) != issued.redirectURI) {
             return refuse(u"client or redirect URI differ"_s);
         }
-        if (oauthdetail::base64Url(QCryptographicHash::hash(field(u"code_verifier"_s).toUtf8(), QCryptographicHash::Sha256)) !=
-            issued.challenge) {
+        if (oauthdetail::base64Url(QCryptographicHash::hash(field(u"code_verifier"_s).toUtf8(),
+                                                            QCryptographicHash::Sha256)) != issued.challenge) {
             return refuse(u"PKCE verifier does not match"_s);
         }
-        if (m_clientSecret && !publicClients.contains(issued.clientID) && field(u"client_secret"_s) != *m_clientSecret) {
+        if (m_clientSecret && !publicClients.contains(issued.clientID) &&
+            field(u"client_secret"_s) != *m_clientSecret) {
             return refuse(u"client secret"_s);
         }
         const QByteArray scope = grantedScope.value_or(issued.authorizationQuery.at(u"scope"_s)).toUtf8();
         const QByteArray refresh =
             issuesRefreshToken ? R"("refresh_token":"refresh-)" + code.toUtf8() + R"(",)" : QByteArray();
         return LocalHttpResponse::json(200, R"({"access_token":"access-)" + code.toUtf8() + R"(","expires_in":)" +
-                                                QByteArray::number(accessTokenLifetime) +
-                                                R"(,"token_type":"Bearer",)" + refresh + R"("scope":")" + scope +
-                                                "\"}");
+                                                QByteArray::number(accessTokenLifetime) + R"(,"token_type":"Bearer",)" +
+                                                refresh + R"("scope":")" + scope + "\"}");
     }
 
     LocalHttpResponse revoke(const LocalHttpRequest& request)
@@ -222,7 +222,7 @@ public:
         process->start(chromium, {u"--headless=new"_s, u"--no-sandbox"_s, u"--disable-gpu"_s, u"--no-first-run"_s,
                                   u"--disable-dev-shm-usage"_s, u"--remote-debugging-port=0"_s,
                                   u"--user-data-dir="_s + m_profile.path(), url.toString(QUrl::FullyEncoded)});
-        const bool started = process->waitForStarted(10'000);
+        const bool started = process->waitForStarted(patience);
         m_processes.push_back(std::move(process));
         return started;
     }

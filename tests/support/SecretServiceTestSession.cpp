@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/SecretServiceTestSession.h"
 
+#include "support/Patience.h"
+
 #include <QProcess>
 
 #include <chrono>
@@ -19,14 +21,14 @@ std::string runKeyringDaemon(const QStringList& arguments, const QByteArray& inp
     QProcess daemon;
     daemon.setProcessChannelMode(QProcess::MergedChannels);
     daemon.start(QStringLiteral("gnome-keyring-daemon"), arguments);
-    if (!daemon.waitForStarted(10'000)) {
+    if (!daemon.waitForStarted(patience)) {
         throw std::runtime_error("Secret Service test session: cannot run gnome-keyring-daemon (is gnome-keyring "
                                  "installed?): " +
                                  daemon.errorString().toStdString());
     }
     daemon.write(input);
     daemon.closeWriteChannel();
-    const bool finished = daemon.waitForFinished(20'000);
+    const bool finished = daemon.waitForFinished(patience);
     const std::string output = daemon.readAll().toStdString();
     if (!finished || daemon.exitStatus() != QProcess::NormalExit || daemon.exitCode() != 0) {
         throw std::runtime_error("Secret Service test session: gnome-keyring-daemon " +

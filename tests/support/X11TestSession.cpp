@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "support/X11TestSession.h"
 
+#include "support/Patience.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -115,6 +116,40 @@ bool windowManagerRuns(const std::string& display)
     return runs;
 }
 
+/// Whether the window manager manages new windows yet: it announces itself (above) before its start-up is over, and
+/// a window mapped meanwhile can go unmanaged and unmapped for good (openbox drops it while it loads a slow theme).
+/// A probe window is mapped until the manager reparents it into a frame, asked again now and then in case the
+/// request was dropped.
+bool windowManagerManages(const std::string& display, std::chrono::milliseconds patience)
+{
+    xcb_connection_t* connection = xcb_connect(display.c_str(), nullptr);
+    if (xcb_connection_has_error(connection) != 0) {
+        xcb_disconnect(connection);
+        return false;
+    }
+    const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
+    const xcb_window_t probe = xcb_generate_id(connection);
+    xcb_create_window(connection, XCB_COPY_FROM_PARENT, probe, screen->root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    bool managed = false;
+    for (int round = 0; !managed && std::chrono::steady_clock::now() < deadline; ++round) {
+        if (round % 50 == 0) {
+            xcb_unmap_window(connection, probe);
+            xcb_map_window(connection, probe);
+        }
+        auto* tree = xcb_query_tree_reply(connection, xcb_query_tree(connection, probe), nullptr);
+        managed = tree && tree->parent != screen->root;
+        std::free(tree);
+        if (!managed) {
+            std::this_thread::sleep_for(20ms);
+        }
+    }
+    xcb_destroy_window(connection, probe);
+    xcb_disconnect(connection);
+    return managed;
+}
+
 } // namespace
 
 X11TestSession::~X11TestSession()
@@ -152,7 +187,7 @@ void X11TestSession::startOnce()
                            std::to_string(width) + "x" + std::to_string(height) + "x24", "-nolisten", "tcp"},
                           -1, pipe[0]);
     close(pipe[1]);
-    const std::string number = readLine(pipe[0], 10'000);
+    const std::string number = readLine(pipe[0], patience);
     close(pipe[0]);
     if (number.empty()) {
         stop();
@@ -172,13 +207,17 @@ void X11TestSession::startOnce()
     m_openbox = spawnProcess(
         {"env", environment, "XDG_CACHE_HOME=" + m_home, "XDG_CONFIG_HOME=" + m_home, "openbox", "--sm-disable"}, -1,
         -1);
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience);
     while (!windowManagerRuns(m_display)) {
         if (std::chrono::steady_clock::now() > deadline) {
             stop();
             throw failure("openbox did not start");
         }
         std::this_thread::sleep_for(20ms);
+    }
+    if (!windowManagerManages(m_display, std::chrono::milliseconds(patience))) {
+        stop();
+        throw failure("openbox does not manage windows");
     }
 }
 

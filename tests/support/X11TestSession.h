@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "support/Patience.h"
+
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -32,7 +34,7 @@ public:
     pid_t spawn(const std::vector<std::string>& command, int* output = nullptr);
     /// Reads one line (without its newline) from `descriptor`, waiting at most `timeoutMilliseconds`; empty when
     /// nothing came.
-    static std::string readLine(int descriptor, int timeoutMilliseconds = 10'000);
+    static std::string readLine(int descriptor, int timeoutMilliseconds = patience);
     /// Ends a process that spawn() started and waits for it.
     void end(pid_t pid);
     /// Runs `command` to its end and returns its standard output. Throws std::runtime_error when it fails or takes
@@ -55,4 +57,3 @@ private:
 /// the tests are only being listed), points Qt at it before the application object exists, sets `session` while the
 /// tests run, and runs them.
 int runTestsOnX11(int argc, char** argv, X11TestSession*& session);
-

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "support/Patience.h"
+
 #include <QProcess>
 #include <QString>
 
@@ -17,7 +19,7 @@ public:
                         {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
                          QStringLiteral("0"), QStringLiteral("1280x800x24"), QStringLiteral("-nolisten"),
                          QStringLiteral("tcp")});
-        if (m_process.waitForReadyRead(15'000)) {
+        if (m_process.waitForReadyRead(patience)) {
             m_display = ":" + m_process.readLine().trimmed();
         }
     }

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "support/Patience.h"
 #include "support/RunTask.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/linux/BackgroundPortalLaunchAtLoginService.h"
@@ -79,7 +80,7 @@ public:
     explicit PortalMock(bool serves = true)
     {
         m_daemon.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--nopidfile"_s, u"--print-address=1"_s});
-        if (m_daemon.waitForReadyRead(10'000)) {
+        if (m_daemon.waitForReadyRead(patience)) {
             m_address = QString::fromUtf8(m_daemon.readLine()).trimmed();
         }
         bus = QDBusConnection::connectToBus(m_address, u"portal-test"_s);
@@ -326,7 +327,7 @@ TEST(BackgroundPortalTest, RequestsAreApprovalUntilThePortalAnswers)
         runTask(controller.setEnabled(step.enable));
         EXPECT_EQ(controller.state(), step.enable ? State::requiresApproval : State::enabled);
         portal.respond(step.handle, step.response, step.enable && step.response == 0);
-        ASSERT_TRUE(statusChanged.wait(5'000)) << step.handle.toStdString();
+        ASSERT_TRUE(statusChanged.wait(patience)) << step.handle.toStdString();
         EXPECT_EQ(controller.state(), step.state);
     }
     EXPECT_EQ(controller.errorMessage(), std::nullopt);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "SettingsFixtures.h"
+#include "support/Patience.h"
 #include "support/QtPrinters.h"
 #include "ui/AboutViewModel.h"
 #include "ui/LaunchAtLoginController.h"
@@ -385,7 +386,7 @@ TEST(WindowCoordinatorTest, OnboardingWithoutCalendarsOffersTheConnectSheet)
     auto* sheet = window.findChild<QObject*>(u"connectSheet"_s);
     ASSERT_NE(sheet, nullptr);
     QMetaObject::invokeMethod(sheet, "open");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return findItem(window, u"connect_google"_s) != nullptr; }, 2000));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return findItem(window, u"connect_google"_s) != nullptr; }, patience));
     EXPECT_EQ(sheet->property("title").toString(), u"Connect a direct calendar account"_s);
     QMetaObject::invokeMethod(findItem(window, u"connect_microsoft"_s), "clicked");
     ASSERT_EQ(all.accounts.connects.size(), 1u);
