@@ -243,12 +243,7 @@ TEST_P(ConnectedAccountEndToEnd, ConnectSeeCalendarsGetAlertedAndDisconnect)
         {accountStore, clientIDs, authorizer, tokens, keyring, repository, settings, exclusions, delivery, clock,
          googleClient, microsoftClient,
          [&](RemoteCalendarProviderKind kind, const QString& clientID, const std::optional<QString>& secret) {
-             auto configuration = kind == RemoteCalendarProviderKind::google
-                                      ? OAuthProviderConfiguration::google(clientID, secret)
-                                      : OAuthProviderConfiguration::microsoft(clientID);
-             configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
-             configuration.tokenEndpoint = provider.url(u"/token"_s);
-             return configuration;
+             return provider.configuration(kind, clientID, secret);
          }});
 
     FakeDesktopCalendars desktop{orvane::CalendarAuthorizationState::denied, false};

@@ -22,8 +22,8 @@
 #include "oauth/RemoteOAuthClientIDStore.h"
 #include "persistence/DeliveryStore.h"
 #include "persistence/ExclusionStore.h"
-#include "persistence/SettingsStore.h"
 #include "persistence/PersistenceStoreError.h"
+#include "persistence/SettingsStore.h"
 #include "support/DiskFull.h"
 #include "support/LocalOAuthProvider.h"
 #include "support/MeetingFixtures.h"
@@ -63,8 +63,10 @@ public:
                                                    RemoteAccessTokenProvider token) override
     {
         co_await authorized(token);
-        RemoteCalendarGroup group{RemoteCalendarIdentityNamespace::sourceIdentifier(account, profile.providerAccountIdentifier),
-                                  remoteSourceTitle(account), {}};
+        RemoteCalendarGroup group{
+            RemoteCalendarIdentityNamespace::sourceIdentifier(account, profile.providerAccountIdentifier),
+            remoteSourceTitle(account),
+            {}};
         for (const auto& title : calendars) {
             const bool shared = sharedCalendars.contains(title);
             group.calendars.push_back({RemoteCalendarIdentityNamespace::calendarIdentifier(account, title), title,
@@ -155,12 +157,7 @@ struct CloudAccountHarness {
                 accountStore, *clientIDs, authorizer, tokens, keyring, repository, settings, exclusions, delivery,
                 clock, google, microsoft,
                 [this](RemoteCalendarProviderKind kind, const QString& clientID, const std::optional<QString>& secret) {
-                    auto configuration = kind == RemoteCalendarProviderKind::google
-                                             ? OAuthProviderConfiguration::google(clientID, secret)
-                                             : OAuthProviderConfiguration::microsoft(clientID);
-                    configuration.authorizationEndpoint = provider.url(u"/authorize"_s);
-                    configuration.tokenEndpoint = provider.url(u"/token"_s);
-                    return configuration;
+                    return provider.configuration(kind, clientID, secret);
                 }});
             if (load) {
                 m_coordinator->load();
@@ -189,7 +186,9 @@ struct CloudAccountHarness {
     FakeClock clock{Date{t0}};
     LocalOAuthProvider provider{u"desktop-secret"_s};
     ConsentingUserAgent user;
-    OAuthWebAuthorizer authorizer{[this](const QUrl& url) { return user.open(url); }};
+    OAuthWebAuthorizer authorizer{[this](const QUrl& url) {
+        return user.open(url);
+    }};
     NetworkRemoteHTTPTransport transport;
     OAuthTokenClient tokens{transport, [this] { return clock.now(); }, provider.url(u"/revoke"_s)};
     std::shared_ptr<FakeKeychainItemAccess> secrets = std::make_shared<FakeKeychainItemAccess>();

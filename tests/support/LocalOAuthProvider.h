@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "oauth/OAuthProviderConfiguration.h"
 #include "support/LocalHttpServer.h"
 #include "support/Patience.h"
 
@@ -69,6 +70,17 @@ public:
     }
 
     QUrl url(const QString& path) const { return m_server.url(path); }
+    /// The published configuration of `kind`, signing in here instead.
+    orvane::OAuthProviderConfiguration configuration(orvane::RemoteCalendarProviderKind kind, const QString& clientID,
+                                                     const std::optional<QString>& secret) const
+    {
+        auto configuration = kind == orvane::RemoteCalendarProviderKind::google
+                                 ? orvane::OAuthProviderConfiguration::google(clientID, secret)
+                                 : orvane::OAuthProviderConfiguration::microsoft(clientID);
+        configuration.authorizationEndpoint = url(u"/authorize"_s);
+        configuration.tokenEndpoint = url(u"/token"_s);
+        return configuration;
+    }
     const LocalHttpServer& server() const { return m_server; }
     const std::vector<Issued>& issued() const { return m_issued; }
     /// The refresh tokens revoked so far (through the revocation endpoint or revokeAll()).

@@ -125,17 +125,22 @@ xcb_window_t X11Ewmh::inputFocus() const
 
 void X11Ewmh::requestActivation(xcb_window_t window)
 {
+    sendActiveWindowRequest(window, pagerSource, XCB_CURRENT_TIME);
+    xcb_flush(m_connection);
+}
+
+void X11Ewmh::sendActiveWindowRequest(xcb_window_t window, std::uint32_t source, xcb_timestamp_t time)
+{
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;
     event.format = 32;
     event.window = window;
     event.type = atom(Atom::netActiveWindow);
-    event.data.data32[0] = pagerSource;
-    event.data.data32[1] = XCB_CURRENT_TIME;
+    event.data.data32[0] = source;
+    event.data.data32[1] = time;
     event.data.data32[2] = XCB_WINDOW_NONE;
     xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                    reinterpret_cast<const char*>(&event));
-    xcb_flush(m_connection);
 }
 
 void X11Ewmh::activateForLaunch(xcb_window_t window, const QByteArray& startupId)
@@ -143,16 +148,7 @@ void X11Ewmh::activateForLaunch(xcb_window_t window, const QByteArray& startupId
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, atom(Atom::netStartupId), atom(Atom::utf8String),
                         8, std::uint32_t(startupId.size()), startupId.constData());
 
-    xcb_client_message_event_t activate{};
-    activate.response_type = XCB_CLIENT_MESSAGE;
-    activate.format = 32;
-    activate.window = window;
-    activate.type = atom(Atom::netActiveWindow);
-    activate.data.data32[0] = applicationSource;
-    activate.data.data32[1] = launchTime(startupId);
-    activate.data.data32[2] = XCB_WINDOW_NONE;
-    xcb_send_event(m_connection, 0, m_root, XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
-                   reinterpret_cast<const char*>(&activate));
+    sendActiveWindowRequest(window, applicationSource, launchTime(startupId));
 
     // "remove: ID=…" in 20-byte pieces, the first as _NET_STARTUP_INFO_BEGIN, the rest as _NET_STARTUP_INFO, the
     // text ending with its NUL; sent to the root for whoever shows launch feedback.

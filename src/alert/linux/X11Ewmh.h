@@ -64,6 +64,9 @@ public:
     void raise(xcb_window_t window);
 
 private:
+    /// `_NET_ACTIVE_WINDOW` for `window` from `source` (1 an application, 2 a pager) at `time`; not flushed.
+    void sendActiveWindowRequest(xcb_window_t window, std::uint32_t source, xcb_timestamp_t time);
+
     xcb_connection_t* m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;
     std::array<xcb_atom_t, std::size_t(Atom::count)> m_atoms{};
