@@ -314,6 +314,9 @@ void LogindAlertPresentationSessionMonitor::handleSessionUnlock(const QDBusMessa
         m_lockRequest = LockRequest::none;
         m_lockConfirmation.stop();
         m_lockKeyboardGrabbed = false;
+        if (m_display) {
+            m_display->setWatchesTopLevelWindows(false);
+        }
         update();
     }
 }
@@ -339,13 +342,19 @@ void LogindAlertPresentationSessionMonitor::lockConfirmationEnded()
 
 bool LogindAlertPresentationSessionMonitor::confirmLockByKeyboardGrab()
 {
-    if (!m_display || !m_display->isKeyboardGrabbed()) {
+    if (!m_display) {
+        return false;
+    }
+    // The grab has no events; a locker that ends takes its window with it, which is when to ask again. Watch
+    // before asking: the X server may take another client's requests in any order, and a locker that exits between
+    // the answer and the watch would otherwise hold alerts back until the next one is due.
+    m_display->setWatchesTopLevelWindows(true);
+    if (!m_display->isKeyboardGrabbed()) {
+        m_display->setWatchesTopLevelWindows(m_lockKeyboardGrabbed);
         return false;
     }
     m_lockKeyboardGrabbed = true;
     m_lockRequest = LockRequest::confirmed;
-    // The grab has no events; a locker that ends takes its window with it, which is when to ask again.
-    m_display->setWatchesTopLevelWindows(true);
     return true;
 }
 
