@@ -62,6 +62,8 @@ struct AlertPanelContent {
     std::function<void(FullScreenAlertAction)> onAction;
     /// Called when Escape is pressed while the panel has keyboard focus.
     std::function<void()> onEscape;
+    /// Called with the display a panel made for "where the user works" (display 0) was put on.
+    std::function<void(std::uint32_t displayID)> onPlaced;
 };
 
 /// The window system as far as the full-screen alert needs it: displays, the active application, panels. All calls
@@ -75,6 +77,9 @@ public:
     /// The display holding the window with keyboard focus (the application the user is working in), else the one
     /// under the pointer; absent when neither can be told.
     virtual std::optional<std::uint32_t> activeDisplayID() const = 0;
+    /// Whether a panel made for display 0 goes where the user works, chosen by the window system itself (a Wayland
+    /// compositor knows; its clients do not), and reports that display through `onPlaced`.
+    virtual bool placesPanelsWhereTheUserWorks() const { return false; }
     /// The active window when it belongs to another application.
     virtual std::optional<AlertForeignWindow> frontmostForeignWindow() const = 0;
     /// Gives focus back to a window of another application; nothing happens when it is gone.

@@ -87,8 +87,15 @@ bool FullScreenAlertController::present(std::vector<MeetingOccurrence> meetings,
         m_focusNotBefore = focusNotBefore;
     }
 
-    const auto screen = chooseScreen(m_targetDisplayID, activeDisplay);
-    m_targetDisplayID = screen->displayID;
+    // The display of the remembered or active application; without either, a window system that knows where the
+    // user works places the panel itself (display 0) and says where.
+    const bool placedByWindowSystem =
+        !m_targetDisplayID && !activeDisplay && m_windowSystem.placesPanelsWhereTheUserWorks();
+    const auto screen = placedByWindowSystem ? std::optional(AlertScreenDescriptor{})
+                                             : chooseScreen(m_targetDisplayID, activeDisplay);
+    if (!placedByWindowSystem) {
+        m_targetDisplayID = screen->displayID;
+    }
     m_meetings = std::move(meetings);
     m_handler = std::move(handler);
 
@@ -105,8 +112,12 @@ bool FullScreenAlertController::present(std::vector<MeetingOccurrence> meetings,
                      .onAction = guarded(m_self, [](FullScreenAlertController& self,
                                                     const FullScreenAlertAction& action) { self.deliver(action); }),
                      .onEscape = guarded(m_self, [](FullScreenAlertController& self) { self.escape(); }),
+                     .onPlaced = guarded(m_self, [](FullScreenAlertController& self,
+                                                    std::uint32_t displayID) { self.panelWasPlaced(displayID); }),
                  });
-    arrangeBackdrops(*screen);
+    if (!placedByWindowSystem) {
+        arrangeBackdrops(*screen);
+    }
 
     if (safetyEnd) {
         m_presentationSafetyEnd = safetyEnd;
@@ -281,6 +292,20 @@ void FullScreenAlertController::screensDidChange()
     // Never bring the alert back over a locked session or dark screens just because a display was plugged in.
     if (m_monitor.isPresentationAvailable()) {
         orderFrontRegardless();
+    }
+}
+
+void FullScreenAlertController::panelWasPlaced(std::uint32_t displayID)
+{
+    if (!m_panel || m_targetDisplayID == displayID) {
+        return;
+    }
+    m_targetDisplayID = displayID;
+    if (const auto screen = chooseScreen(displayID, std::nullopt)) {
+        arrangeBackdrops(*screen);
+        if (m_monitor.isPresentationAvailable()) {
+            orderFrontRegardless();
+        }
     }
 }
 

@@ -67,6 +67,7 @@ private:
     void presentationAvailabilityDidChange(bool available);
     void applicationActiveDidChange(bool active);
     void screensDidChange();
+    void panelWasPlaced(std::uint32_t displayID);
     void deliver(FullScreenAlertAction action);
     void escape();
     bool expireIfDue(Date now);

@@ -6,6 +6,9 @@
 #include "alert/SecureEventInputActivationGate.h"
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 #include "alert/linux/QtAlertWindowSystem.h"
+#include "alert/linux/wayland/WaylandAlertWindowSystem.h"
+#include "alert/linux/wayland/WaylandConnection.h"
+#include "alert/linux/wayland/WaylandKeyboardIdleWatch.h"
 #include "alert/linux/X11DisplayState.h"
 #include "alert/linux/X11KeyboardGrabProbe.h"
 #include "app/ApplicationControlService.h"
@@ -108,6 +111,29 @@ std::unique_ptr<X11DisplayState> makeDisplayState()
     return state->isConnected() ? std::move(state) : nullptr;
 }
 
+/// Orvane's own connection to the Wayland compositor, when the session is a Wayland one whose compositor can put a
+/// surface above full-screen windows (wlr-layer-shell: KWin, sway and other wlroots compositors). Elsewhere (X11,
+/// GNOME, weston) the alert's windows are Qt's, through XWayland on a Wayland session.
+std::unique_ptr<WaylandConnection> makeOverlayConnection()
+{
+    if (!qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {
+        return nullptr;
+    }
+    auto connection = std::make_unique<WaylandConnection>();
+    if (!connection->isConnected() || !connection->layerShell()) {
+        return nullptr;
+    }
+    return connection;
+}
+
+std::unique_ptr<AlertWindowSystem> makeAlertWindowSystem(WaylandConnection* overlay, const Clock& clock)
+{
+    if (overlay) {
+        return std::make_unique<WaylandAlertWindowSystem>(*overlay, makeAlertPanelContentFactory(clock));
+    }
+    return std::make_unique<QtAlertWindowSystem>(makeAlertPanelContentFactory(clock));
+}
+
 /// The OAuth clients this build was configured with.
 std::map<QString, QString> oauthClientValues(const BundleInfo& bundle)
 {
@@ -187,11 +213,16 @@ struct OrvaneApplication::Parts {
     LogindAlertPresentationSessionMonitor monitor{QDBusConnection::systemBus(), QDBusConnection::sessionBus(),
                                                   displayState.get()};
     X11KeyboardGrabProbe keyboardProbe;
+    std::unique_ptr<WaylandConnection> overlayConnection = makeOverlayConnection();
+    /// On Wayland a password prompt's hold on the keyboard cannot be seen: the alert waits until typing pauses.
+    std::unique_ptr<WaylandKeyboardIdleWatch> idleWatch =
+        overlayConnection ? std::make_unique<WaylandKeyboardIdleWatch>(*overlayConnection) : nullptr;
     SecureEventInputActivationGate gate{clock, timers, [this] {
-                                            return keyboardProbe.anotherClientHoldsKeyboard();
+                                            return idleWatch ? !idleWatch->isUserIdle()
+                                                             : keyboardProbe.anotherClientHoldsKeyboard();
                                         }};
-    QtAlertWindowSystem windowSystem{makeAlertPanelContentFactory(clock)};
-    FullScreenAlertController alertController{monitor, windowSystem, clock, timers, gate};
+    std::unique_ptr<AlertWindowSystem> windowSystem = makeAlertWindowSystem(overlayConnection.get(), clock);
+    FullScreenAlertController alertController{monitor, *windowSystem, clock, timers, gate};
 
     LinuxSystemEventSource systemEvents;
     AppModel model{AppModelDependencies{
@@ -237,6 +268,9 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
             &SystemEventSource::didWake);
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionDidBecomeActive, &parts.systemEvents,
             &SystemEventSource::sessionDidBecomeActive);
+    if (parts.idleWatch) {
+        connect(parts.idleWatch.get(), &WaylandKeyboardIdleWatch::becameIdle, this, [this] { m_parts->gate.evaluate(); });
+    }
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionLockChanged, &parts.model,
             &AppModel::setAlertsHeldForLock);
     // Alerts held back while the screen was locked or asleep are offered again.

@@ -25,7 +25,7 @@ class X11Ewmh;
 /// layer, likewise in Mutter and KWin), so a managed panel that must not take focus while another program holds
 /// the keyboard would sit under a full-screen video call or presentation. A window the manager does not manage
 /// stays where the X server put it, above every managed window, exactly as screen lockers do; its manager-facing
-/// properties (above, sticky, skip taskbar and pager, full screen, every desktop) are still set for tools and
+/// properties (above, sticky, skip taskbar and pager, every desktop) are still set for tools and
 /// compositors that read them, but no manager acts on them, so the panel shows on every desktop and never in a
 /// taskbar or window switcher. Should anything be stacked over it while it shows, the X server reports the panel as
 /// obscured (VisibilityNotify) and the panel raises itself again; nothing polls. Such a window gets keyboard focus

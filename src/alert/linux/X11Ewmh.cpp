@@ -27,7 +27,6 @@ constexpr std::array<const char*, std::size_t(X11Ewmh::Atom::count)> atomNames{
     "_NET_WM_STATE_STICKY",
     "_NET_WM_STATE_SKIP_TASKBAR",
     "_NET_WM_STATE_SKIP_PAGER",
-    "_NET_WM_STATE_FULLSCREEN",
     "_NET_WM_DESKTOP",
     "_NET_STARTUP_ID",
     "UTF8_STRING",
@@ -169,10 +168,11 @@ void X11Ewmh::activateForLaunch(xcb_window_t window, const QByteArray& startupId
 
 void X11Ewmh::setPanelProperties(xcb_window_t window)
 {
-    // Qt merges its own states into this list when it maps the window, so they survive a show.
-    const std::array<xcb_atom_t, 5> states{atom(Atom::netWmStateAbove), atom(Atom::netWmStateSticky),
-                                           atom(Atom::netWmStateSkipTaskbar), atom(Atom::netWmStateSkipPager),
-                                           atom(Atom::netWmStateFullscreen)};
+    // Qt merges its own states into this list when it maps the window, so they survive a show. Not "full screen": the
+    // panel covers its display by its geometry, and weston's XWayland window manager aborts on an unmanaged window
+    // that claims the full-screen state.
+    const std::array<xcb_atom_t, 4> states{atom(Atom::netWmStateAbove), atom(Atom::netWmStateSticky),
+                                           atom(Atom::netWmStateSkipTaskbar), atom(Atom::netWmStateSkipPager)};
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, atom(Atom::netWmState), XCB_ATOM_ATOM, 32,
                         std::uint32_t(states.size()), states.data());
     xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, window, atom(Atom::netWmDesktop), XCB_ATOM_CARDINAL, 32, 1,

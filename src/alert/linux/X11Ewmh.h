@@ -24,7 +24,6 @@ public:
         netWmStateSticky,
         netWmStateSkipTaskbar,
         netWmStateSkipPager,
-        netWmStateFullscreen,
         netWmDesktop,
         netStartupId,
         utf8String,
@@ -56,7 +55,7 @@ public:
     /// has it: the window names the launch, the request carries the launch's time (window managers that prevent
     /// focus stealing accept that), and the launch is declared complete so that its busy feedback ends.
     void activateForLaunch(xcb_window_t window, const QByteArray& startupId);
-    /// Marks an unmapped `window` as above, sticky, full screen and out of taskbars and pagers, on every desktop.
+    /// Marks an unmapped `window` as above, sticky and out of taskbars and pagers, on every desktop.
     void setPanelProperties(xcb_window_t window);
     /// Adds VisibilityNotify to the events `window` reports, keeping those Qt asked for.
     void selectVisibilityChanges(xcb_window_t window);

@@ -19,6 +19,11 @@ Item {
     readonly property real cardSpacing: 18
 
     anchors.fill: parent
+    // Keys that reach the scene as events rather than through Qt's shortcut map (a scene drawn into a surface of
+    // Orvane's own on Wayland) still have their default action: the first meeting's link.
+    focus: true
+    Keys.onReturnPressed: root.viewModel.join(0)
+    Keys.onEnterPressed: root.viewModel.join(0)
 
     AlertTheme {
         id: alertTheme
