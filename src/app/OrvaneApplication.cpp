@@ -41,6 +41,7 @@
 #include "ui/ConnectedAccountsViewModel.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/StatusItemController.h"
+#include "ui/linux/StatusItemHostWatch.h"
 #include "ui/WindowCoordinating.h"
 #include "ui/WindowCoordinator.h"
 #include "ui/linux/BackgroundPortalLaunchAtLoginService.h"
@@ -249,6 +250,7 @@ struct OrvaneApplication::Parts {
     LaunchAtLoginController launchAtLogin{*launchAtLoginService};
     WindowCoordinator windows;
     std::unique_ptr<StatusItemController> statusItem;
+    std::unique_ptr<StatusItemHostWatch> statusItemHost;
     DBusApplicationService applicationService;
     ApplicationControlService control{model};
 };
@@ -279,6 +281,12 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     const auto updateURL = bundle.value(u"OrvaneUpdateURL"_s);
     parts.statusItem = std::make_unique<StatusItemController>(
         parts.model, parts.windows, updateURL ? std::optional(QUrl(*updateURL)) : std::nullopt, openInBrowser);
+    // XEmbed trays exist only on X11 sessions; through XWayland no Wayland desktop shows them.
+    parts.statusItemHost = std::make_unique<StatusItemHostWatch>(
+        QDBusConnection::sessionBus(),
+        QGuiApplication::platformName() == u"xcb"_s && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
+    connect(parts.statusItemHost.get(), &StatusItemHostWatch::hostAvailable, parts.statusItem.get(),
+            &StatusItemController::showStatusItem);
     // Queued: the second launch waits for the D-Bus reply, which must not wait for a window.
     connect(&parts.applicationService, &DBusApplicationService::reopenRequested, this, &OrvaneApplication::reopen,
             Qt::QueuedConnection);

@@ -26,22 +26,26 @@ StatusItemController::StatusItemController(AppModel& model, WindowCoordinating& 
     , m_updateURL(std::move(updateURL))
     , m_openUrl(std::move(openUrl))
     , m_menu(std::make_unique<QMenu>())
-    , m_statusItem(std::make_unique<QSystemTrayIcon>())
 {
     const QString name = StatusMenuContent::statusItemName();
     m_menu->setTitle(name);
     m_menu->setAccessibleName(name);
+    rebuild();
+    connect(&m_model, &AppModel::changed, this, &StatusItemController::scheduleRebuild);
+}
+
+void StatusItemController::showStatusItem()
+{
+    if (m_statusItem) {
+        return;
+    }
+    const QString name = StatusMenuContent::statusItemName();
+    m_statusItem = std::make_unique<QSystemTrayIcon>();
     m_statusItem->setIcon(StatusMenu::icon(StatusMenuContent::statusItemSymbol()));
     m_statusItem->setToolTip(name);
     m_statusItem->setContextMenu(m_menu.get());
-    rebuild();
-    connect(&m_model, &AppModel::changed, this, &StatusItemController::scheduleRebuild);
-
-    if (!QSystemTrayIcon::isSystemTrayAvailable()) {
-        qCWarning(statusItemLog) << "The desktop shows no status items; Orvane's menu is not reachable from the panel";
-    }
-    // Shown anyway: a StatusNotifierItem host (or a tray) that appears later picks the item up.
     m_statusItem->show();
+    qCInfo(statusItemLog) << "Orvane's menu is in the desktop's tray";
 }
 
 StatusItemController::~StatusItemController() = default;

@@ -21,8 +21,9 @@ class WindowCoordinating;
 /// Orvane's permanent surface: the status item in the panel's tray and its menu, rebuilt from the application model
 /// whenever the model changes.
 ///
-/// Where the desktop has no tray (no StatusNotifierItem host and no XEmbed tray), the menu is still kept and rebuilt,
-/// a warning is logged once, and Orvane stays reachable through its windows and command line.
+/// The item itself is made by showStatusItem(), once the desktop has a tray to show it in; until then (and on a
+/// desktop without any) the menu is still kept and rebuilt, and Orvane stays reachable through its windows and
+/// command line.
 class StatusItemController final : public QObject {
     Q_OBJECT
 
@@ -32,6 +33,9 @@ public:
     StatusItemController(AppModel& model, WindowCoordinating& windows, std::optional<QUrl> updateURL,
                          std::function<bool(const QUrl&)> openUrl, QObject* parent = nullptr);
     ~StatusItemController() override;
+
+    /// Puts the status item in the desktop's tray (once; later calls do nothing).
+    void showStatusItem();
 
     /// The menu attached to the status item.
     QMenu* menu() const { return m_menu.get(); }

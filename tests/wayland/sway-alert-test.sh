@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # The alert on sway (wlroots), headless with two outputs and a full-screen terminal focused on the second: the alert
-# covers that output and not the other, typing into the terminal keeps the keyboard there while the alert shows,
+# covers that output and not the other, Orvane's status item registers with a tray that starts after it, typing into the terminal keeps the keyboard there while the alert shows,
 # Escape dismisses once typing pauses, the terminal has the keyboard again afterwards, and Return joins.
 # What is checked is what the compositor shows (screenshots) and what the terminal receives.
 #
@@ -9,10 +9,17 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/session.sh"
 
-cat >"$work/sway.config" <<'CONFIG'
+# The panel with the tray starts only when the test says so: after Orvane, as when a desktop's panel restarts.
+printf '#!/bin/sh\nuntil [ -e "%s/start-panel" ]; do sleep 0.1; done\nexec swaybar "$@"\n' "$work" >"$work/bin/panel"
+chmod +x "$work/bin/panel"
+cat >"$work/sway.config" <<CONFIG
 output HEADLESS-1 resolution 1440x900 position 0 0
 xwayland enable
 focus_follows_mouse no
+bar {
+    swaybar_command $work/bin/panel
+    tray_output *
+}
 CONFIG
 WLR_BACKENDS=headless WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1 XDG_SESSION_TYPE=wayland \
     sway -d -c "$work/sway.config" >"$work/sway.log" 2>&1 &
@@ -47,6 +54,16 @@ typed() { tr -cd x <"$keys" | wc -c; }
 typed_more_than() { (($(typed) > $1)); }
 
 start_orvane
+
+# A tray that comes after Orvane still gets its item.
+tray_items() {
+    busctl --user get-property org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.kde.StatusNotifierWatcher \
+        RegisteredStatusNotifierItems
+}
+! tray_items 2>/dev/null || fail "a tray was there before the test started one"
+touch "$work/start-panel"
+item_registered() { tray_items | grep -q '^as [1-9]'; }
+wait_for "Orvane's item did not register with the tray that started after it" item_registered
 
 alert_on() { (($(accent_pixels shot "$1") > 1000)); }
 alert_not_on() { (($(accent_pixels shot "$1") == 0)); }
