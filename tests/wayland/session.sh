@@ -24,6 +24,10 @@ if ((EUID == 0)) && [[ -z "${ORVANE_WAYLAND_TEST_USER_RUN:-}" ]]; then
         cp "$ORVANE_LSAN_SUPPRESSIONS" "$stage/lsan.supp"
         export ORVANE_LSAN_SUPPRESSIONS="$stage/lsan.supp"
     fi
+    if [[ -n "${ORVANE_KWIN_FAKE_INPUT:-}" ]]; then
+        cp "$ORVANE_KWIN_FAKE_INPUT" "$stage/kwin-fake-input"
+        export ORVANE_KWIN_FAKE_INPUT="$stage/kwin-fake-input"
+    fi
     chown -R "$user" "$stage"
     status=0
     runuser -u "$user" -- env ORVANE_WAYLAND_TEST_USER_RUN=1 dbus-run-session -- \
@@ -67,6 +71,12 @@ wait_for() {
     done
 }
 
+# press_key <key>: one press of a key by its XKB name, as a keyboard makes it; a compositor without the virtual
+# keyboard protocol that wtype uses has its test define its own.
+press_key() {
+    wtype -s 300 -k "$1"
+}
+
 # press_until <key> <condition...>: presses the key, gives it two seconds to have its effect, and again until it
 # has. The alert takes the keyboard only after a second without input, so presses that come quicker than that
 # would each keep it from ever doing so.
@@ -74,7 +84,7 @@ press_until() {
     local key="$1"; shift
     local deadline=$((SECONDS + patience))
     while ((SECONDS < deadline)); do
-        wtype -s 300 -k "$key"
+        press_key "$key"
         local settle=$((SECONDS + 2))
         while ((SECONDS < settle)); do
             "$@" >/dev/null 2>&1 && return 0
@@ -82,6 +92,23 @@ press_until() {
         done
     done
     return 1
+}
+
+# start_sway <config file>: sway headless, with its IPC socket, Wayland socket and XWayland display exported.
+start_sway() {
+    WLR_BACKENDS=headless WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1 XDG_SESSION_TYPE=wayland \
+        sway -d -c "$1" >"$work/sway.log" 2>&1 &
+    pids+=($!)
+    wait_for "sway did not start" compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock"
+    SWAYSOCK="$(compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock")"
+    wait_for "sway did not open its Wayland socket" compgen -G "$XDG_RUNTIME_DIR/wayland-[0-9]"
+    WAYLAND_DISPLAY="$(basename "$(compgen -G "$XDG_RUNTIME_DIR/wayland-[0-9]")")"
+    export SWAYSOCK WAYLAND_DISPLAY
+    # sway starts XWayland when its first X client connects, and tells its own children where to find it.
+    swaymsg -q exec "env > '$work/sway-environment'"
+    wait_for "sway did not run a program" grep -q "^DISPLAY=" "$work/sway-environment"
+    DISPLAY="$(sed -n 's/^DISPLAY=//p' "$work/sway-environment")"
+    export DISPLAY
 }
 
 # Orvane's private home: onboarding done, the alert on the output the user works on, an xdg-open that notes the

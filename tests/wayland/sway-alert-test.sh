@@ -21,18 +21,7 @@ bar {
     tray_output *
 }
 CONFIG
-WLR_BACKENDS=headless WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1 XDG_SESSION_TYPE=wayland \
-    sway -d -c "$work/sway.config" >"$work/sway.log" 2>&1 &
-pids+=($!)
-wait_for "sway did not start" compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock"
-export SWAYSOCK="$(compgen -G "$XDG_RUNTIME_DIR/sway-ipc.*.sock")"
-wait_for "sway did not open its Wayland socket" compgen -G "$XDG_RUNTIME_DIR/wayland-[0-9]"
-export WAYLAND_DISPLAY="$(basename "$(compgen -G "$XDG_RUNTIME_DIR/wayland-[0-9]")")"
-# sway starts XWayland when its first X client connects, and tells its own children where to find it.
-swaymsg -q exec "env > '$work/sway-environment'"
-wait_for "sway did not run a program" grep -q "^DISPLAY=" "$work/sway-environment"
-export DISPLAY="$(sed -n 's/^DISPLAY=//p' "$work/sway-environment")"
-
+start_sway "$work/sway.config"
 swaymsg -q create_output
 swaymsg -q output HEADLESS-2 resolution 1280x800 position 1440 0
 swaymsg -q focus output HEADLESS-2
