@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/QtAlertWindowSystem.h"
 
+#include "alert/linux/StableDisplayID.h"
 #include "alert/linux/X11Ewmh.h"
 
 #include <QAbstractNativeEventFilter>
@@ -40,17 +41,6 @@ Qt::WindowFlags panelFlags(bool allowsKeyboardFocus)
         flags |= Qt::WindowDoesNotAcceptFocus;
     }
     return flags;
-}
-
-/// 32-bit FNV-1a, whose value is fixed by its definition (unlike qHash, which is seeded per process).
-std::uint32_t fnv1a(const QByteArray& bytes)
-{
-    std::uint32_t hash = 2166136261u;
-    for (const char byte : bytes) {
-        hash ^= std::uint8_t(byte);
-        hash *= 16777619u;
-    }
-    return hash;
 }
 
 QScreen* screenWithID(std::uint32_t displayID)
@@ -338,8 +328,7 @@ std::uint32_t QtAlertWindowSystem::displayID(const QScreen& screen)
     // Fields are separated by a byte no name holds, so that ("ab", "c") and ("a", "bc") differ.
     const QString identity =
         screen.name() + QChar(0) + screen.manufacturer() + QChar(0) + screen.model() + QChar(0) + screen.serialNumber();
-    const std::uint32_t hash = fnv1a(identity.toUtf8());
-    return hash == 0 ? 1 : hash;
+    return stableDisplayID(identity.toUtf8());
 }
 
 std::vector<AlertScreenDescriptor> QtAlertWindowSystem::screens() const

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/wayland/WaylandAlertWindowSystem.h"
 
+#include "alert/linux/StableDisplayID.h"
 #include "alert/linux/wayland/WaylandConnection.h"
 #include "alert/linux/wayland/WaylandSceneSurface.h"
 
-#include <QCryptographicHash>
 #include <QQuickWindow>
 #include <QtDebug>
 
 #include <algorithm>
-#include <cstring>
 
 namespace orvane {
 
@@ -17,7 +16,7 @@ class WaylandAlertWindowSystem::Panel final : public AlertPanel {
 public:
     Panel(WaylandAlertWindowSystem& system, wl_output* output, const AlertPanelContent& content)
         : m_system(system)
-        , m_surface(new WaylandSceneSurface(system.m_connection, WaylandSceneSurface::Role::overlayLayer, output, &system))
+        , m_surface(new WaylandSceneSurface(system.m_connection, output, &system))
         , m_onEscape(content.onEscape)
     {
         system.m_panels.push_back(this);
@@ -96,10 +95,7 @@ WaylandAlertWindowSystem::~WaylandAlertWindowSystem() = default;
 
 std::uint32_t WaylandAlertWindowSystem::displayID(const QString& outputName)
 {
-    const QByteArray digest = QCryptographicHash::hash(outputName.toUtf8(), QCryptographicHash::Sha256);
-    std::uint32_t id = 0;
-    std::memcpy(&id, digest.constData(), sizeof id);
-    return id == 0 ? 1 : id;
+    return stableDisplayID(outputName.toUtf8());
 }
 
 std::vector<AlertScreenDescriptor> WaylandAlertWindowSystem::screens() const

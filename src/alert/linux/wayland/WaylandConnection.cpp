@@ -5,7 +5,6 @@
 #include "idle-client-protocol.h"
 #include "alert/linux/wayland/LayerShellProtocol.h"
 #include "xdg-output-unstable-v1-client-protocol.h"
-#include "xdg-shell-client-protocol.h"
 
 #include <QSocketNotifier>
 #include <QtDebug>
@@ -138,9 +137,7 @@ const wl_output_listener outputListener = {
     .name = [](void* data, wl_output*, const char* name) {
         static_cast<WaylandConnection::OutputListener*>(data)->output.name = QString::fromUtf8(name);
     },
-    .description = [](void* data, wl_output*, const char* description) {
-        static_cast<WaylandConnection::OutputListener*>(data)->output.description = QString::fromUtf8(description);
-    },
+    .description = [](void*, wl_output*, const char*) {},
 };
 
 const zxdg_output_v1_listener xdgOutputListener = {
@@ -166,13 +163,7 @@ const zxdg_output_v1_listener xdgOutputListener = {
     .name = [](void* data, zxdg_output_v1*, const char* name) {
         static_cast<WaylandConnection::OutputListener*>(data)->output.name = QString::fromUtf8(name);
     },
-    .description = [](void* data, zxdg_output_v1*, const char* description) {
-        static_cast<WaylandConnection::OutputListener*>(data)->output.description = QString::fromUtf8(description);
-    },
-};
-
-const xdg_wm_base_listener wmBaseListener = {
-    .ping = [](void*, xdg_wm_base* base, uint32_t serial) { xdg_wm_base_pong(base, serial); },
+    .description = [](void*, zxdg_output_v1*, const char*) {},
 };
 
 } // namespace
@@ -213,7 +204,7 @@ WaylandConnection::~WaylandConnection()
     }
     for (auto* object : {reinterpret_cast<wl_proxy*>(m_seat), reinterpret_cast<wl_proxy*>(m_shm),
                          reinterpret_cast<wl_proxy*>(m_compositor), reinterpret_cast<wl_proxy*>(m_layerShell),
-                         reinterpret_cast<wl_proxy*>(m_wmBase), reinterpret_cast<wl_proxy*>(m_outputManager),
+                         reinterpret_cast<wl_proxy*>(m_outputManager),
                          reinterpret_cast<wl_proxy*>(m_idleNotifier), reinterpret_cast<wl_proxy*>(m_kdeIdle),
                          reinterpret_cast<wl_proxy*>(m_registry)}) {
         if (object) {
@@ -236,7 +227,6 @@ void WaylandConnection::handleGlobal(void* data, wl_registry* registry, std::uin
     } else if (is(wl_seat_interface) && !self->m_seat) {
         // The first seat: desktops have one.
         self->m_seat = bind<wl_seat>(registry, name, wl_seat_interface, version, 5);
-        self->m_seatName = name;
         static const wl_seat_listener seatListener = {
             .capabilities = [](void* data, wl_seat*,
                                uint32_t capabilities) { static_cast<WaylandConnection*>(data)->setSeatCapabilities(
@@ -249,14 +239,11 @@ void WaylandConnection::handleGlobal(void* data, wl_registry* registry, std::uin
     } else if (is(zxdg_output_manager_v1_interface)) {
         self->m_outputManager = bind<zxdg_output_manager_v1>(registry, name, zxdg_output_manager_v1_interface, version,
                                                              3);
-        for (const auto& output : self->m_outputs) {
-            self->watchOutputNames(output->output);
+        for (const auto& listener : self->m_outputs) {
+            self->watchOutputNames(*listener);
         }
     } else if (is(zwlr_layer_shell_v1_interface)) {
         self->m_layerShell = bind<zwlr_layer_shell_v1>(registry, name, zwlr_layer_shell_v1_interface, version, 3);
-    } else if (is(xdg_wm_base_interface)) {
-        self->m_wmBase = bind<xdg_wm_base>(registry, name, xdg_wm_base_interface, version, 2);
-        xdg_wm_base_add_listener(self->m_wmBase, &wmBaseListener, self);
     } else if (is(ext_idle_notifier_v1_interface)) {
         self->m_idleNotifier = bind<ext_idle_notifier_v1>(registry, name, ext_idle_notifier_v1_interface, version, 1);
     } else if (is(org_kde_kwin_idle_interface)) {
@@ -284,19 +271,17 @@ void WaylandConnection::addOutput(std::uint32_t name, std::uint32_t version)
     wl_output_add_listener(listener->output.output, &outputListener, listener.get());
     m_outputs.push_back(std::move(listener));
     if (m_outputManager) {
-        watchOutputNames(m_outputs.back()->output);
+        watchOutputNames(*m_outputs.back());
     }
 }
 
-void WaylandConnection::watchOutputNames(Output& output)
+void WaylandConnection::watchOutputNames(OutputListener& listener)
 {
-    const auto found = std::find_if(m_outputs.begin(), m_outputs.end(),
-                                    [&](const auto& listener) { return &listener->output == &output; });
-    if (found == m_outputs.end() || (*found)->xdgOutput) {
+    if (listener.xdgOutput) {
         return;
     }
-    (*found)->xdgOutput = zxdg_output_manager_v1_get_xdg_output(m_outputManager, output.output);
-    zxdg_output_v1_add_listener((*found)->xdgOutput, &xdgOutputListener, found->get());
+    listener.xdgOutput = zxdg_output_manager_v1_get_xdg_output(m_outputManager, listener.output.output);
+    zxdg_output_v1_add_listener(listener.xdgOutput, &xdgOutputListener, &listener);
 }
 
 std::vector<WaylandConnection::Output> WaylandConnection::outputs() const
@@ -504,7 +489,6 @@ void WaylandConnection::fail()
     m_keyboard = nullptr;
     m_pointer = nullptr;
     m_layerShell = nullptr;
-    m_wmBase = nullptr;
     m_outputManager = nullptr;
     m_idleNotifier = nullptr;
     m_kdeIdle = nullptr;

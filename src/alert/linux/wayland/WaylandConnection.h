@@ -20,7 +20,6 @@ struct wl_registry;
 struct wl_seat;
 struct wl_shm;
 struct wl_surface;
-struct xdg_wm_base;
 struct zwlr_layer_shell_v1;
 struct zxdg_output_manager_v1;
 struct ext_idle_notifier_v1;
@@ -64,7 +63,6 @@ public:
         wl_output* output = nullptr;
         /// The connector name ("HDMI-A-1", "HEADLESS-2").
         QString name;
-        QString description;
         /// Logical pixels, in the compositor's global space.
         QRect geometry;
         bool complete = false;
@@ -80,11 +78,9 @@ public:
     WaylandConnection& operator=(const WaylandConnection&) = delete;
 
     bool isConnected() const { return m_display != nullptr; }
-    wl_display* display() const { return m_display; }
     wl_compositor* compositor() const { return m_compositor; }
     wl_shm* shm() const { return m_shm; }
     zwlr_layer_shell_v1* layerShell() const { return m_layerShell; }
-    xdg_wm_base* wmBase() const { return m_wmBase; }
     ext_idle_notifier_v1* idleNotifier() const { return m_idleNotifier; }
     org_kde_kwin_idle* kdeIdle() const { return m_kdeIdle; }
     wl_seat* seat() const { return m_seat; }
@@ -96,14 +92,9 @@ public:
 
     /// Routes input on `surface` to `target` (null: stop). The target must outlive its registration.
     void setInputTarget(wl_surface* surface, WaylandInputTarget* target);
-    /// The surface that has the keyboard focus now, if it is one of ours.
-    wl_surface* keyboardFocus() const { return m_keyboardFocus; }
 
     /// Sends what is queued. Requests are not sent before this (or the next read).
     void flush();
-    /// Sends everything and waits until the compositor has handled it, dispatching what arrives meanwhile. Only for
-    /// start-up and tests: it blocks the calling thread for a round trip.
-    bool roundtrip();
 
 Q_SIGNALS:
     /// Outputs were added, removed or changed.
@@ -115,8 +106,10 @@ private:
     static void handleGlobal(void* data, wl_registry* registry, std::uint32_t name, const char* interface,
                              std::uint32_t version);
     static void handleGlobalRemove(void* data, wl_registry* registry, std::uint32_t name);
+    /// Waits for the compositor to handle everything sent, dispatching what arrives: start-up only.
+    bool roundtrip();
     void addOutput(std::uint32_t name, std::uint32_t version);
-    void watchOutputNames(Output& output);
+    void watchOutputNames(OutputListener& listener);
     void setSeatCapabilities(std::uint32_t capabilities);
     void dispatch();
     void fail();
@@ -129,11 +122,9 @@ private:
     wl_compositor* m_compositor = nullptr;
     wl_shm* m_shm = nullptr;
     wl_seat* m_seat = nullptr;
-    std::uint32_t m_seatName = 0;
     wl_keyboard* m_keyboard = nullptr;
     wl_pointer* m_pointer = nullptr;
     zwlr_layer_shell_v1* m_layerShell = nullptr;
-    xdg_wm_base* m_wmBase = nullptr;
     zxdg_output_manager_v1* m_outputManager = nullptr;
     ext_idle_notifier_v1* m_idleNotifier = nullptr;
     org_kde_kwin_idle* m_kdeIdle = nullptr;

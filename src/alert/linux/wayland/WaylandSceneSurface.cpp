@@ -2,7 +2,6 @@
 #include "alert/linux/wayland/WaylandSceneSurface.h"
 
 #include "alert/linux/wayland/LayerShellProtocol.h"
-#include "xdg-shell-client-protocol.h"
 
 #include <QCoreApplication>
 #include <QEnterEvent>
@@ -29,8 +28,49 @@ namespace {
 
 /// The namespace KWin and wlroots see: a neutral one, not "notification", which KWin keeps below full-screen windows.
 constexpr char layerNamespace[] = "orvane-alert";
-/// A toplevel's size before the compositor has said, and the fallback when it leaves the choice to the client.
+/// The size when the compositor leaves the choice to the client (it does not with all four edges anchored).
 constexpr QSize fallbackSize(1280, 800);
+
+/// The Qt key for an xkbcommon key symbol (Qt::Key_unknown for those the scene has no use for).
+int qtKey(std::uint32_t keysym)
+{
+    switch (keysym) {
+    case XKB_KEY_Escape:
+        return Qt::Key_Escape;
+    case XKB_KEY_Return:
+        return Qt::Key_Return;
+    case XKB_KEY_KP_Enter:
+        return Qt::Key_Enter;
+    case XKB_KEY_Tab:
+        return Qt::Key_Tab;
+    case XKB_KEY_ISO_Left_Tab:
+        return Qt::Key_Backtab;
+    case XKB_KEY_space:
+        return Qt::Key_Space;
+    case XKB_KEY_Left:
+        return Qt::Key_Left;
+    case XKB_KEY_Right:
+        return Qt::Key_Right;
+    case XKB_KEY_Up:
+        return Qt::Key_Up;
+    case XKB_KEY_Down:
+        return Qt::Key_Down;
+    case XKB_KEY_Home:
+        return Qt::Key_Home;
+    case XKB_KEY_End:
+        return Qt::Key_End;
+    default:
+        break;
+    }
+    // Letters and digits are their own upper-case Latin-1 codes in both.
+    if ((keysym >= XKB_KEY_0 && keysym <= XKB_KEY_9) || (keysym >= XKB_KEY_A && keysym <= XKB_KEY_Z)) {
+        return int(keysym);
+    }
+    if (keysym >= XKB_KEY_a && keysym <= XKB_KEY_z) {
+        return int(keysym - XKB_KEY_a + XKB_KEY_A);
+    }
+    return Qt::Key_unknown;
+}
 
 } // namespace
 
@@ -90,10 +130,9 @@ struct WaylandSceneSurface::Buffer {
     Buffer& operator=(const Buffer&) = delete;
 };
 
-WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, Role role, wl_output* output, QObject* parent)
+WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, wl_output* output, QObject* parent)
     : QObject(parent)
     , m_connection(connection)
-    , m_role(role)
     , m_output(output)
     , m_control(std::make_unique<QQuickRenderControl>())
     , m_window(std::make_unique<QQuickWindow>(m_control.get()))
@@ -110,8 +149,6 @@ WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, Role rol
         // Every proxy died with the connection: forget them without touching them.
         m_surface = nullptr;
         m_layer = nullptr;
-        m_xdgSurface = nullptr;
-        m_toplevel = nullptr;
         m_frameCallback = nullptr;
         for (auto& buffer : m_buffers) {
             if (buffer) {
@@ -119,7 +156,6 @@ WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, Role rol
             }
         }
         m_shown = false;
-        Q_EMIT closed();
     });
 }
 
@@ -150,8 +186,8 @@ void WaylandSceneSurface::hide()
         return;
     }
     m_shown = false;
-    // A layer surface or toplevel shown again must go through its first configure once more; making it anew is
-    // the simplest way there.
+    // A layer surface shown again must go through its first configure once more; making it anew is the simplest way
+    // there.
     destroyRole();
     m_connection.flush();
 }
@@ -160,12 +196,17 @@ void WaylandSceneSurface::setKeyboardInteractive(bool interactive)
 {
     m_keyboardInteractive = interactive;
     if (m_layer) {
-        zwlr_layer_surface_v1_set_keyboard_interactivity(
-            m_layer, interactive ? ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE
-                                 : ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE);
+        sendKeyboardInteractivity();
         wl_surface_commit(m_surface);
         m_connection.flush();
     }
+}
+
+void WaylandSceneSurface::sendKeyboardInteractivity()
+{
+    zwlr_layer_surface_v1_set_keyboard_interactivity(m_layer, m_keyboardInteractive
+                                                                  ? ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE
+                                                                  : ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE);
 }
 
 void WaylandSceneSurface::createRole()
@@ -184,61 +225,25 @@ void WaylandSceneSurface::createRole()
     m_connection.setInputTarget(m_surface, this);
     m_configured = false;
 
-    if (m_role == Role::overlayLayer) {
-        m_layer = zwlr_layer_shell_v1_get_layer_surface(m_connection.layerShell(), m_surface, m_output,
-                                                        ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, layerNamespace);
-        static const zwlr_layer_surface_v1_listener layerListener = {
-            .configure =
-                [](void* data, zwlr_layer_surface_v1* layer, uint32_t serial, uint32_t width, uint32_t height) {
-                    zwlr_layer_surface_v1_ack_configure(layer, serial);
-                    static_cast<WaylandSceneSurface*>(data)->configure(QSize(int(width), int(height)));
-                },
-            .closed = [](void* data, zwlr_layer_surface_v1*) { Q_EMIT static_cast<WaylandSceneSurface*>(data)->closed(); },
-        };
-        zwlr_layer_surface_v1_add_listener(m_layer, &layerListener, this);
-        zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
-                                                      ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT |
-                                                      ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT);
-        zwlr_layer_surface_v1_set_size(m_layer, 0, 0);
-        // Over panels and bars too, like a lock screen.
-        zwlr_layer_surface_v1_set_exclusive_zone(m_layer, -1);
-        zwlr_layer_surface_v1_set_keyboard_interactivity(
-            m_layer, m_keyboardInteractive ? ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE
-                                           : ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE);
-    } else {
-        m_xdgSurface = xdg_wm_base_get_xdg_surface(m_connection.wmBase(), m_surface);
-        static const xdg_surface_listener xdgSurfaceListener = {
-            .configure =
-                [](void* data, xdg_surface* surface, uint32_t serial) {
-                    xdg_surface_ack_configure(surface, serial);
-                    auto* self = static_cast<WaylandSceneSurface*>(data);
-                    self->configure(self->m_size.isValid() ? self->m_size : fallbackSize);
-                },
-        };
-        xdg_surface_add_listener(m_xdgSurface, &xdgSurfaceListener, this);
-        m_toplevel = xdg_surface_get_toplevel(m_xdgSurface);
-        static const xdg_toplevel_listener toplevelListener = {
-            .configure =
-                [](void* data, xdg_toplevel*, int32_t width, int32_t height, wl_array*) {
-                    auto* self = static_cast<WaylandSceneSurface*>(data);
-                    if (width > 0 && height > 0) {
-                        self->m_size = QSize(width, height);
-                    }
-                },
-            // Closing the alert's window (a key binding of the desktop) answers it as Escape does.
-            .close =
-                [](void* data, xdg_toplevel*) {
-                    auto* self = static_cast<WaylandSceneSurface*>(data);
-                    if (self->m_keyFilter) {
-                        self->m_keyFilter(Qt::Key_Escape);
-                    }
-                },
-        };
-        xdg_toplevel_add_listener(m_toplevel, &toplevelListener, this);
-        xdg_toplevel_set_title(m_toplevel, "Meeting reminder");
-        xdg_toplevel_set_app_id(m_toplevel, "com.velmont.Orvane");
-        xdg_toplevel_set_fullscreen(m_toplevel, m_output);
-    }
+    m_layer = zwlr_layer_shell_v1_get_layer_surface(m_connection.layerShell(), m_surface, m_output,
+                                                    ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, layerNamespace);
+    static const zwlr_layer_surface_v1_listener layerListener = {
+        .configure =
+            [](void* data, zwlr_layer_surface_v1* layer, uint32_t serial, uint32_t width, uint32_t height) {
+                zwlr_layer_surface_v1_ack_configure(layer, serial);
+                static_cast<WaylandSceneSurface*>(data)->configure(QSize(int(width), int(height)));
+            },
+        // The output went away: the controller learns it from the outputs and makes a panel elsewhere.
+        .closed = [](void*, zwlr_layer_surface_v1*) {},
+    };
+    zwlr_layer_surface_v1_add_listener(m_layer, &layerListener, this);
+    zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
+                                                  ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT |
+                                                  ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT);
+    zwlr_layer_surface_v1_set_size(m_layer, 0, 0);
+    // Over panels and bars too, like a lock screen.
+    zwlr_layer_surface_v1_set_exclusive_zone(m_layer, -1);
+    sendKeyboardInteractivity();
     wl_surface_commit(m_surface);
     m_connection.flush();
 }
@@ -258,14 +263,6 @@ void WaylandSceneSurface::destroyRole()
     if (m_layer) {
         zwlr_layer_surface_v1_destroy(m_layer);
         m_layer = nullptr;
-    }
-    if (m_toplevel) {
-        xdg_toplevel_destroy(m_toplevel);
-        m_toplevel = nullptr;
-    }
-    if (m_xdgSurface) {
-        xdg_surface_destroy(m_xdgSurface);
-        m_xdgSurface = nullptr;
     }
     if (m_surface) {
         wl_surface_destroy(m_surface);
@@ -367,7 +364,6 @@ void WaylandSceneSurface::keyboardEntered()
     m_keyboardFocus = true;
     QFocusEvent focus(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
     QCoreApplication::sendEvent(m_window.get(), &focus);
-    Q_EMIT keyboardFocusChanged(true);
 }
 
 void WaylandSceneSurface::keyboardLeft()
@@ -375,47 +371,6 @@ void WaylandSceneSurface::keyboardLeft()
     m_keyboardFocus = false;
     QFocusEvent focus(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
     QCoreApplication::sendEvent(m_window.get(), &focus);
-    Q_EMIT keyboardFocusChanged(false);
-}
-
-int WaylandSceneSurface::qtKey(std::uint32_t keysym)
-{
-    switch (keysym) {
-    case XKB_KEY_Escape:
-        return Qt::Key_Escape;
-    case XKB_KEY_Return:
-        return Qt::Key_Return;
-    case XKB_KEY_KP_Enter:
-        return Qt::Key_Enter;
-    case XKB_KEY_Tab:
-        return Qt::Key_Tab;
-    case XKB_KEY_ISO_Left_Tab:
-        return Qt::Key_Backtab;
-    case XKB_KEY_space:
-        return Qt::Key_Space;
-    case XKB_KEY_Left:
-        return Qt::Key_Left;
-    case XKB_KEY_Right:
-        return Qt::Key_Right;
-    case XKB_KEY_Up:
-        return Qt::Key_Up;
-    case XKB_KEY_Down:
-        return Qt::Key_Down;
-    case XKB_KEY_Home:
-        return Qt::Key_Home;
-    case XKB_KEY_End:
-        return Qt::Key_End;
-    default:
-        break;
-    }
-    // Letters and digits are their own upper-case Latin-1 codes in both.
-    if ((keysym >= XKB_KEY_0 && keysym <= XKB_KEY_9) || (keysym >= XKB_KEY_A && keysym <= XKB_KEY_Z)) {
-        return int(keysym);
-    }
-    if (keysym >= XKB_KEY_a && keysym <= XKB_KEY_z) {
-        return int(keysym - XKB_KEY_a + XKB_KEY_A);
-    }
-    return Qt::Key_unknown;
 }
 
 void WaylandSceneSurface::key(std::uint32_t keysym, const QString& text, Qt::KeyboardModifiers modifiers,

@@ -19,8 +19,6 @@ struct wl_buffer;
 struct wl_callback;
 struct wl_output;
 struct wl_surface;
-struct xdg_surface;
-struct xdg_toplevel;
 struct zwlr_layer_surface_v1;
 
 namespace orvane {
@@ -32,17 +30,14 @@ namespace orvane {
 /// surface are handed to the scene as Qt events. A frame is drawn only when the scene changed, and no sooner than
 /// the compositor asks for one.
 ///
-/// Two roles: an overlay layer surface (wlr-layer-shell: above full-screen windows on KWin and wlroots compositors)
-/// covering one output, or the compositor's choice when none is given; or a full-screen toplevel (xdg-shell), which
-/// is what GNOME offers. Main thread only.
+/// The surface is an overlay layer surface (wlr-layer-shell: above full-screen windows on KWin and wlroots
+/// compositors) covering one output, or the one the compositor chooses when none is given. Main thread only.
 class WaylandSceneSurface final : public QObject, public WaylandInputTarget {
     Q_OBJECT
 
 public:
-    enum class Role { overlayLayer, fullScreenToplevel };
-
     /// `output` may be null: the compositor chooses (the output the user works on). Nothing shows before show().
-    WaylandSceneSurface(WaylandConnection& connection, Role role, wl_output* output, QObject* parent = nullptr);
+    WaylandSceneSurface(WaylandConnection& connection, wl_output* output, QObject* parent = nullptr);
     ~WaylandSceneSurface() override;
 
     /// The scene's window: fill its content item. It never shows itself; its size follows the surface's.
@@ -52,8 +47,7 @@ public:
     void show();
     /// Unmaps it; show() brings it back.
     void hide();
-    bool isShown() const { return m_shown; }
-    /// Overlay only: whether the compositor may give it the keyboard (it takes it at once while allowed).
+    /// Whether the compositor may give it the keyboard (it takes it at once while allowed).
     void setKeyboardInteractive(bool interactive);
     bool hasKeyboardFocus() const { return m_keyboardFocus; }
     /// The output the surface is on, once the compositor has placed it.
@@ -62,15 +56,9 @@ public:
     /// keeps it from the scene.
     void setKeyFilter(std::function<bool(int qtKey)> filter) { m_keyFilter = std::move(filter); }
 
-    /// The Qt key for an xkbcommon key symbol (Qt::Key_unknown for those the scene has no use for).
-    static int qtKey(std::uint32_t keysym);
-
 Q_SIGNALS:
-    void keyboardFocusChanged(bool focused);
-    /// The compositor put the surface on `output` (once per output it enters).
+    /// The compositor put the surface on an output (once per output it enters): see output().
     void placed();
-    /// The compositor will not show the surface again (its output went away).
-    void closed();
 
 private:
     struct Buffer;
@@ -85,6 +73,7 @@ private:
 
     void createRole();
     void destroyRole();
+    void sendKeyboardInteractivity();
     void configure(QSize size);
     /// The scene changed: a frame is due.
     void scheduleFrame();
@@ -95,12 +84,9 @@ private:
     void sendMouse(QEvent::Type type, Qt::MouseButton button);
 
     WaylandConnection& m_connection;
-    Role m_role;
     wl_output* m_output;
     wl_surface* m_surface = nullptr;
     zwlr_layer_surface_v1* m_layer = nullptr;
-    xdg_surface* m_xdgSurface = nullptr;
-    xdg_toplevel* m_toplevel = nullptr;
     wl_callback* m_frameCallback = nullptr;
     std::unique_ptr<QQuickRenderControl> m_control;
     std::unique_ptr<QQuickWindow> m_window;
