@@ -100,12 +100,18 @@ bool openCalendarApplication()
     return false;
 }
 
+/// An X11 desktop session, as opposed to a Wayland one that runs X clients through XWayland.
+bool isX11Session()
+{
+    return qEnvironmentVariableIsSet("DISPLAY") && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY") &&
+           qEnvironmentVariable("XDG_SESSION_TYPE") != u"wayland"_s;
+}
+
 /// The X server's screen saver and keyboard, in an X11 session only: under Wayland the compositor blanks and locks
 /// the screens, and XWayland's own screen saver, which sees no input from native windows, would say nothing true.
 std::unique_ptr<X11DisplayState> makeDisplayState()
 {
-    if (qEnvironmentVariableIsSet("WAYLAND_DISPLAY") || qEnvironmentVariable("XDG_SESSION_TYPE") == u"wayland"_s ||
-        !qEnvironmentVariableIsSet("DISPLAY")) {
+    if (!isX11Session()) {
         return nullptr;
     }
     auto state = std::make_unique<X11DisplayState>();
@@ -282,9 +288,7 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     parts.statusItem = std::make_unique<StatusItemController>(
         parts.model, parts.windows, updateURL ? std::optional(QUrl(*updateURL)) : std::nullopt, openInBrowser);
     // XEmbed trays exist only on X11 sessions; through XWayland no Wayland desktop shows them.
-    parts.statusItemHost = std::make_unique<StatusItemHostWatch>(
-        QDBusConnection::sessionBus(),
-        QGuiApplication::platformName() == u"xcb"_s && !qEnvironmentVariableIsSet("WAYLAND_DISPLAY"));
+    parts.statusItemHost = std::make_unique<StatusItemHostWatch>(QDBusConnection::sessionBus(), isX11Session());
     connect(parts.statusItemHost.get(), &StatusItemHostWatch::hostAvailable, parts.statusItem.get(),
             &StatusItemController::showStatusItem);
     // Queued: the second launch waits for the D-Bus reply, which must not wait for a window.

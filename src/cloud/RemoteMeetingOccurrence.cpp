@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cloud/RemoteMeetingOccurrence.h"
 
-using namespace Qt::StringLiterals;
-
 namespace orvane {
 
 std::size_t hash(const RemoteMeetingOccurrence& value)
@@ -10,11 +8,6 @@ std::size_t hash(const RemoteMeetingOccurrence& value)
     return hashFields(value.calendar, value.seriesIdentifier, value.occurrenceStart, value.title, value.startDate,
                       value.endDate, value.isAllDay, value.isCanceled, value.participationStatus, value.hasAttendees,
                       value.location, value.isRecurring, value.meetingURL, value.iCalendarUID);
-}
-
-QString occurrenceTitle(const QString& title)
-{
-    return title.trimmed().isEmpty() ? u"Untitled event"_s : title;
 }
 
 } // namespace orvane

@@ -37,10 +37,6 @@ struct RemoteMeetingOccurrence {
 
 std::size_t hash(const RemoteMeetingOccurrence& value);
 
-/// The title an occurrence carries for an event the provider calls `title`: that, or "Untitled event" (the words the
-/// desktop calendars use) when it is empty or blank, so that an alert never shows an empty headline.
-QString occurrenceTitle(const QString& title);
-
 } // namespace orvane
 
 ORVANE_DECLARE_STD_HASH(orvane::RemoteMeetingOccurrence);

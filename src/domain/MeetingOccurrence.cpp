@@ -60,4 +60,9 @@ MeetingOccurrence fromJson(const json::Decoder& decoder, json::Tag<MeetingOccurr
     return occurrence;
 }
 
+QString occurrenceTitle(const QString& title)
+{
+    return title.trimmed().isEmpty() ? u"Untitled event"_s : title;
+}
+
 } // namespace orvane

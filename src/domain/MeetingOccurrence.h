@@ -35,6 +35,10 @@ struct MeetingOccurrence {
 };
 
 std::size_t hash(const MeetingOccurrence& value);
+
+/// The title an occurrence carries for an event its calendar calls `title`: that, or "Untitled event" (the words the
+/// desktop calendars use) when it is empty or blank, so that an alert never shows an empty headline.
+QString occurrenceTitle(const QString& title);
 /// Also writes "isDeclined", which older versions read instead of the participation status.
 json::Value toJson(const MeetingOccurrence& value);
 /// Reads records of older versions: without "participationStatus" the status is `declined` when "isDeclined" is

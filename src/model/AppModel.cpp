@@ -517,9 +517,8 @@ QString AppModel::storageLocation() const
 bool AppModel::isDatabaseUnreadable() const
 {
     const auto issues = m_dependencies.scheduler.persistenceIssues();
-    return std::any_of(issues.begin(), issues.end(), [](const PersistenceIssue& issue) {
-        return std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(issue.failure.value);
-    });
+    return std::any_of(issues.begin(), issues.end(),
+                       [](const PersistenceIssue& issue) { return issue.failure.isUnreadableDatabase(); });
 }
 
 void AppModel::watchUnreadableDatabase()

@@ -266,6 +266,10 @@ void LoopbackOAuthReceiver::respond(Connection& connection, const QString& statu
     socket->setParent(nullptr);
     connect(connection.idleTimer, &QTimer::timeout, socket, &QAbstractSocket::abort);
     connect(socket, &QAbstractSocket::disconnected, socket, &QObject::deleteLater);
+    // What the browser still sends is read and dropped: closing a socket with unread data resets the connection,
+    // and the browser could then lose the page it was just sent.
+    connect(socket, &QIODevice::readyRead, socket, [socket] { socket->readAll(); });
+    socket->readAll();
     if (socket->state() == QAbstractSocket::UnconnectedState) {
         socket->deleteLater();
     }

@@ -29,8 +29,9 @@ public:
     virtual bool isReadable() const { return true; }
     /// Calls `readable` once, when an unreadable database can be read again (its permissions were fixed, say).
     virtual void watchUntilReadable(std::function<void()> readable) { Q_UNUSED(readable); }
-    /// Moves an unreadable database aside, its bytes kept, so that a fresh one starts; returns where it now is.
-    /// Throws PersistenceStoreError (writeFailed) when it cannot.
+    /// Moves an unreadable database aside, its bytes kept, so that a fresh one starts; returns where it now is. A
+    /// watch for it to become readable ends: the caller takes up the fresh one itself. Throws PersistenceStoreError
+    /// (writeFailed) when it cannot.
     virtual QString moveAside() { throw PersistenceStoreError(PersistenceStoreError::WriteFailed{}); }
 
     /// Stores each blob under its key and makes all of them durable in one step: afterwards either every value

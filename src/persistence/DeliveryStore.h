@@ -24,8 +24,8 @@ public:
     void confirmDeliveries(std::span<const DeliveryKey> keys, Date confirmedAt) override;
     void discardPendingDeliveries(std::span<const DeliveryKey> keys) override;
     void setSnoozes(std::span<const SnoozeRecord> snoozes) override;
-    void clearSnooze(const MeetingIdentity& identity) override;
-    void clearSnoozes(std::span<const MeetingIdentity> identities) override;
+    void clearSnooze(const MeetingIdentity& identity);
+    void clearSnoozes(std::span<const MeetingIdentity> identities);
     void removePersistedState(const std::unordered_set<MeetingIdentity>& identities) override;
     void applyCalendarIdentityMigrations(std::span<const CalendarIdentityMigration> migrations) override;
     void prune(Date deliveriesBefore, Date snoozesBefore) override;

@@ -40,8 +40,6 @@ public:
     virtual void discardPendingDeliveries(std::span<const DeliveryKey> keys) = 0;
     /// Replaces every snooze.
     virtual void setSnoozes(std::span<const SnoozeRecord> snoozes) = 0;
-    virtual void clearSnooze(const MeetingIdentity& identity) = 0;
-    virtual void clearSnoozes(std::span<const MeetingIdentity> identities) = 0;
     /// Deletes the deliveries and snoozes of these identities (whole-identity equality).
     virtual void removePersistedState(const std::unordered_set<MeetingIdentity>& identities) = 0;
     virtual void applyCalendarIdentityMigrations(std::span<const CalendarIdentityMigration> migrations) = 0;

@@ -39,6 +39,8 @@ struct PersistenceReadFailure {
 
     /// The user-facing description.
     QString message() const;
+    /// Whether the whole database failed rather than this record.
+    bool isUnreadableDatabase() const { return std::holds_alternative<UnreadableDatabase>(value); }
 
     friend bool operator==(const PersistenceReadFailure&, const PersistenceReadFailure&) = default;
 };

@@ -28,7 +28,33 @@ SettingsDefaultsDatabase::SettingsDefaultsDatabase(QString fileName, QSettings::
 
 SettingsDefaultsDatabase::~SettingsDefaultsDatabase() = default;
 
+std::optional<SettingsDefaultsDatabase::FileState> SettingsDefaultsDatabase::fileState(const QString& fileName)
+{
+    // The status change time moves with every write, change of mode and rename onto the name.
+    const QFileInfo info(fileName);
+    if (!info.isFile()) {
+        return std::nullopt;
+    }
+    return FileState{.size = info.size(),
+                     .permissions = int(info.permissions()),
+                     .modified = info.lastModified().toMSecsSinceEpoch(),
+                     .changed = info.metadataChangeTime().toMSecsSinceEpoch()};
+}
+
 bool SettingsDefaultsDatabase::isReadable() const
+{
+    const auto state = fileState(m_fileName);
+    if (state && m_judged && m_judged->first == *state) {
+        return m_judged->second;
+    }
+    const auto verdict = judgeReadable();
+    if (state && verdict) {
+        m_judged = std::pair(*state, *verdict);
+    }
+    return verdict.value_or(true);
+}
+
+std::optional<bool> SettingsDefaultsDatabase::judgeReadable() const
 {
     const QFileInfo info(m_fileName);
     if (!info.exists() && !info.isSymLink()) {
@@ -46,7 +72,7 @@ bool SettingsDefaultsDatabase::isReadable() const
     // keeps what it parsed), and reports its own pending writes that fail (a full disk) as access errors.
     QTemporaryFile copy(QDir::tempPath() + u"/orvane-settings-check-XXXXXX"_s);
     if (!copy.open() || copy.write(bytes) != bytes.size() || !copy.flush()) {
-        return true; // the file itself reads; its form cannot be checked now
+        return std::nullopt; // the file itself reads; its form cannot be checked now
     }
     copy.close();
     const QSettings parsed(copy.fileName(), m_format);
@@ -89,6 +115,11 @@ QString SettingsDefaultsDatabase::moveAside()
     const QString aside = m_fileName + u".unreadable-"_s + QDateTime::currentDateTime().toString(u"yyyyMMdd-HHmmss"_s);
     if (!QDir().rename(m_fileName, aside)) {
         throw PersistenceStoreError(PersistenceStoreError::WriteFailed{});
+    }
+    // The rename itself would otherwise be taken for the file becoming readable.
+    m_readable = nullptr;
+    if (m_watcher) {
+        m_watcher.release()->deleteLater();
     }
     return aside;
 }

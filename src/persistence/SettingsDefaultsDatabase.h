@@ -6,6 +6,8 @@
 #include <QSettings>
 
 #include <memory>
+#include <optional>
+#include <utility>
 
 class QFileSystemWatcher;
 
@@ -49,11 +51,25 @@ private:
     void write(const std::vector<std::pair<QString, QVariant>>& values);
 
     void checkReadable();
+    /// Reads and parses the file: false when it cannot, absent when its form cannot be checked now.
+    std::optional<bool> judgeReadable() const;
+
+    /// What identifies one state of the file on disk: a write, a change of mode or a replacement changes it.
+    struct FileState {
+        qint64 size = 0;
+        int permissions = 0;
+        qint64 modified = 0;
+        qint64 changed = 0;
+        friend bool operator==(const FileState&, const FileState&) = default;
+    };
+    static std::optional<FileState> fileState(const QString& fileName);
 
     QString m_fileName;
     QSettings::Format m_format;
     std::unique_ptr<QFileSystemWatcher> m_watcher;
     std::function<void()> m_readable;
+    /// Every store asks before it reads: the file is judged once per state it is in.
+    mutable std::optional<std::pair<FileState, bool>> m_judged;
 };
 
 } // namespace orvane

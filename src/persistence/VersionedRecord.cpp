@@ -22,7 +22,7 @@ bool VersionedRecord::needsUpgrade() const
 bool VersionedRecord::isInUnreadableDatabase() const
 {
     const auto failure = m_readState.failure();
-    return failure && std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(failure->value);
+    return failure && failure->isUnreadableDatabase();
 }
 
 void VersionedRecord::refuseWhileUnreadable() const

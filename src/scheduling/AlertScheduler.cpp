@@ -374,14 +374,9 @@ void AlertScheduler::dismiss(std::span<const MeetingIdentity> identities)
     // The alerts leave first: a dismissed meeting must not come back, whatever the store says afterwards.
     removeActive([&](const ScheduledAlert& alert) { return contains(identities, alert.occurrence.identity); });
     // Nor may it come back from a snooze set before.
-    const auto snoozes = effectiveSnoozes();
     std::vector<MeetingIdentity> snoozed;
-    for (const auto& identity : identities) {
-        if (std::any_of(snoozes.begin(), snoozes.end(),
-                        [&](const SnoozeRecord& each) { return each.identity == identity; })) {
-            snoozed.push_back(identity);
-        }
-    }
+    std::copy_if(identities.begin(), identities.end(), std::back_inserter(snoozed),
+                 [this](const MeetingIdentity& identity) { return isSnoozed(identity); });
     if (!snoozed.empty()) {
         changeSnoozes(snoozed, std::nullopt, m_clock.now());
     }
@@ -429,9 +424,7 @@ void AlertScheduler::exclude(const MeetingIdentity& identity, ExclusionScope sco
         [&](const ScheduledAlert& alert) { return ExclusionMatcher::matches(record, alert.occurrence.identity); });
     emitStateChanged();
     m_exclusionStore.add(record);
-    const auto snoozes = effectiveSnoozes();
-    if (std::any_of(snoozes.begin(), snoozes.end(),
-                    [&](const SnoozeRecord& each) { return each.identity == identity; })) {
+    if (isSnoozed(identity)) {
         changeSnoozes(std::span(&identity, 1), std::nullopt, m_clock.now());
     }
     startRefresh();
@@ -468,6 +461,13 @@ void AlertScheduler::recordingSucceeded()
     if (!hasUnrecordedHistory()) {
         succeeded(AlertSchedulerFailure::Operation::recordingDelivery);
     }
+}
+
+bool AlertScheduler::isSnoozed(const MeetingIdentity& identity) const
+{
+    const auto held = m_snoozeOverrides.find(identity);
+    return held != m_snoozeOverrides.end() ? held->second.has_value()
+                                           : m_deliveryStore.snoozeRecord(identity).has_value();
 }
 
 std::vector<SnoozeRecord> AlertScheduler::effectiveSnoozes() const
@@ -508,7 +508,7 @@ void AlertScheduler::changeSnoozes(std::span<const MeetingIdentity> identities,
 
 void AlertScheduler::recordUnrecordedHistory(Date now)
 {
-    // History older than what the store keeps would be pruned at once; snoozes that ended need no record.
+    // History older than what the store keeps would be pruned at once.
     std::erase_if(m_unrecordedDeliveries,
                   [&](const DeliveryRecord& record) { return record.deliveredAt < now - deliveryRetention; });
     if (!hasUnrecordedHistory()) {

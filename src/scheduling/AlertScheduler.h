@@ -118,6 +118,8 @@ private:
     void recordingSucceeded();
     /// The stored snoozes with the ones held in memory applied.
     std::vector<SnoozeRecord> effectiveSnoozes() const;
+    /// Whether a snooze is held for this meeting, in memory or in the store.
+    bool isSnoozed(const MeetingIdentity& identity) const;
     /// The stored deliveries with the ones held in memory.
     std::vector<DeliveryRecord> effectiveDeliveries() const;
     /// Stores the snoozes of `identities` (absent: cleared), or keeps them in memory and reports the failure.

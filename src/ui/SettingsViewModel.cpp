@@ -249,8 +249,7 @@ QVariantList SettingsViewModel::storedDataIssueList() const
     QVariantList rows;
     const auto issues = m_model.persistenceIssues();
     // A file that cannot be read at all is one item, however many records it holds: one reset serves them all.
-    if (!issues.empty() &&
-        std::holds_alternative<PersistenceReadFailure::UnreadableDatabase>(issues.front().failure.value)) {
+    if (!issues.empty() && issues.front().failure.isUnreadableDatabase()) {
         const QString title = unreadableDatabaseTitle();
         rows.append(QVariantMap{
             {u"component"_s, static_cast<int>(issues.front().component)},

@@ -6,6 +6,7 @@
 #include <QQuickWindow>
 #include <QtDebug>
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -106,12 +107,9 @@ void WindowCoordinator::reopen(bool calendarSetupUsable, const QString& activati
         calendarSetupUsable ? openSettings(SettingsSection::general) : openOnboarding();
     }
     // Every open window comes forward; the last one raised takes the focus (and the token).
-    for (std::size_t index = 0; index < open.size(); ++index) {
-        if (index + 1 < open.size()) {
-            open[index]->raise();
-        } else {
-            bringToFront(*open[index]);
-        }
+    if (!open.empty()) {
+        std::for_each(open.begin(), open.end() - 1, [](QQuickWindow* window) { window->raise(); });
+        bringToFront(*open.back());
     }
     m_activationToken.clear();
 }

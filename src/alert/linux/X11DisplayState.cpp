@@ -2,26 +2,17 @@
 #include "alert/linux/X11DisplayState.h"
 
 #include "alert/linux/X11KeyboardGrabProbe.h"
+#include "alert/linux/XcbReply.h"
 
 #include <QSocketNotifier>
 
 #include <cstdlib>
+
 #include <xcb/dpms.h>
 #include <xcb/screensaver.h>
 #include <xcb/xcb.h>
 
 namespace orvane {
-
-namespace {
-
-template <class Reply>
-struct FreeReply {
-    void operator()(Reply* reply) const { std::free(reply); }
-};
-template <class Reply>
-using ReplyPointer = std::unique_ptr<Reply, FreeReply<Reply>>;
-
-} // namespace
 
 X11DisplayState::X11DisplayState(const QByteArray& displayName, QObject* parent)
     : QObject(parent)
@@ -44,7 +35,7 @@ X11DisplayState::X11DisplayState(const QByteArray& displayName, QObject* parent)
         m_screenSaverEvent = saver->first_event;
         // Selected before the state is read, so that no change falls between the two.
         xcb_screensaver_select_input(m_connection, m_root, XCB_SCREENSAVER_EVENT_NOTIFY_MASK);
-        const ReplyPointer<xcb_screensaver_query_info_reply_t> info(
+        const auto info = owned(
             xcb_screensaver_query_info_reply(m_connection, xcb_screensaver_query_info(m_connection, m_root), nullptr));
         m_screenSaverActive = info && info->state == XCB_SCREENSAVER_STATE_ON;
     }
@@ -71,8 +62,7 @@ bool X11DisplayState::areDisplaysPoweredDown()
     if (!m_connection || !m_hasDpms) {
         return false;
     }
-    const ReplyPointer<xcb_dpms_info_reply_t> info(
-        xcb_dpms_info_reply(m_connection, xcb_dpms_info(m_connection), nullptr));
+    const auto info = owned(xcb_dpms_info_reply(m_connection, xcb_dpms_info(m_connection), nullptr));
     handleQueuedEvents();
     return info && info->state != 0 && info->power_level != XCB_DPMS_DPMS_MODE_ON;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/X11Ewmh.h"
 
+#include "alert/linux/XcbReply.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -9,16 +11,6 @@
 namespace orvane {
 
 namespace {
-
-/// Owns a reply (or error) that xcb allocated with malloc.
-template <class T>
-using Reply = std::unique_ptr<T, decltype(&std::free)>;
-
-template <class T>
-Reply<T> owned(T* reply)
-{
-    return Reply<T>(reply, &std::free);
-}
 
 constexpr std::array<const char*, std::size_t(X11Ewmh::Atom::count)> atomNames{
     "_NET_ACTIVE_WINDOW",

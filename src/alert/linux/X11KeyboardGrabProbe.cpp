@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/linux/X11KeyboardGrabProbe.h"
 
+#include "alert/linux/XcbReply.h"
+
 #include <QGuiApplication>
 
-#include <cstdlib>
 #include <xcb/xcb.h>
 
 namespace orvane {
@@ -63,12 +64,11 @@ bool X11KeyboardGrabProbe::anotherClientHoldsKeyboard()
     }
     const auto cookie = xcb_grab_keyboard(m_connection, 0 /* owner_events */, m_window, XCB_CURRENT_TIME,
                                           XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC);
-    xcb_grab_keyboard_reply_t* reply = xcb_grab_keyboard_reply(m_connection, cookie, nullptr);
+    const auto reply = owned(xcb_grab_keyboard_reply(m_connection, cookie, nullptr));
     if (!reply) {
         return false;
     }
     const auto status = reply->status;
-    std::free(reply);
     if (status == XCB_GRAB_STATUS_SUCCESS) {
         // Not expected from any server (see the class comment); never keep the keyboard.
         xcb_ungrab_keyboard(m_connection, XCB_CURRENT_TIME);

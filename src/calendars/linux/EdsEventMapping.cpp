@@ -215,10 +215,7 @@ std::optional<MeetingOccurrence> mapInstance(ICalComponent* instance, ICalTime* 
     }
     const auto location = text(i_cal_component_get_location(instance));
     const auto notes = text(i_cal_component_get_description(instance));
-    QString title = QString::fromUtf8(i_cal_component_get_summary(instance));
-    if (title.trimmed().isEmpty()) {
-        title = u"Untitled event"_s;
-    }
+    const QString title = occurrenceTitle(QString::fromUtf8(i_cal_component_get_summary(instance)));
 
     return MeetingOccurrence{
         .identity = {.sourceIdentifier = context.calendar.sourceIdentifier,

@@ -15,8 +15,6 @@ void activateWithLauncherToken(QWindow& window, const QString& token)
     if (QGuiApplication::platformName() == u"wayland"_s) {
         // Qt's Wayland platform hands this variable to xdg-activation with the next activation request.
         qputenv("XDG_ACTIVATION_TOKEN", token.toUtf8());
-        window.requestActivate();
-        return;
     }
     window.requestActivate();
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
