@@ -6,6 +6,8 @@
 #include "alert/SecureEventInputActivationGate.h"
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 #include "alert/linux/QtAlertWindowSystem.h"
+#include "alert/linux/MutterKeyboardIdleWatch.h"
+#include "alert/linux/wayland/MutterAlertWindowSystem.h"
 #include "alert/linux/wayland/WaylandAlertWindowSystem.h"
 #include "alert/linux/wayland/WaylandConnection.h"
 #include "alert/linux/wayland/WaylandKeyboardIdleWatch.h"
@@ -119,15 +121,16 @@ std::unique_ptr<X11DisplayState> makeDisplayState()
 }
 
 /// Orvane's own connection to the Wayland compositor, when the session is a Wayland one whose compositor can put a
-/// surface above full-screen windows (wlr-layer-shell: KWin, sway and other wlroots compositors). Elsewhere (X11,
-/// GNOME, weston) the alert's windows are Qt's, through XWayland on a Wayland session.
+/// surface above full-screen windows (wlr-layer-shell: KWin, sway and other wlroots compositors) or is GNOME's, which
+/// activates a new full-screen window above everything. Elsewhere (X11, weston) the alert's windows are Qt's, through
+/// XWayland on a Wayland session.
 std::unique_ptr<WaylandConnection> makeOverlayConnection()
 {
     if (!qEnvironmentVariableIsSet("WAYLAND_DISPLAY")) {
         return nullptr;
     }
     auto connection = std::make_unique<WaylandConnection>();
-    if (!connection->isConnected() || !connection->layerShell()) {
+    if (!connection->isConnected() || !(connection->layerShell() || (connection->isMutter() && connection->wmBase()))) {
         return nullptr;
     }
     return connection;
@@ -135,10 +138,26 @@ std::unique_ptr<WaylandConnection> makeOverlayConnection()
 
 std::unique_ptr<AlertWindowSystem> makeAlertWindowSystem(WaylandConnection* overlay, const Clock& clock)
 {
-    if (overlay) {
+    auto xwayland = std::make_unique<QtAlertWindowSystem>(makeAlertPanelContentFactory(clock));
+    if (overlay && overlay->layerShell()) {
         return std::make_unique<WaylandAlertWindowSystem>(*overlay, makeAlertPanelContentFactory(clock));
     }
-    return std::make_unique<QtAlertWindowSystem>(makeAlertPanelContentFactory(clock));
+    if (overlay) {
+        return std::make_unique<MutterAlertWindowSystem>(*overlay, std::move(xwayland), makeAlertPanelContentFactory(clock));
+    }
+    return xwayland;
+}
+
+/// On Wayland a password prompt's hold on the keyboard cannot be seen: the alert waits until typing pauses.
+std::unique_ptr<KeyboardIdleWatch> makeIdleWatch(WaylandConnection* overlay)
+{
+    if (overlay && overlay->layerShell()) {
+        return std::make_unique<WaylandKeyboardIdleWatch>(*overlay);
+    }
+    if (overlay) {
+        return std::make_unique<MutterKeyboardIdleWatch>(QDBusConnection::sessionBus());
+    }
+    return nullptr;
 }
 
 /// The OAuth clients this build was configured with.
@@ -221,9 +240,7 @@ struct OrvaneApplication::Parts {
                                                   displayState.get()};
     X11KeyboardGrabProbe keyboardProbe;
     std::unique_ptr<WaylandConnection> overlayConnection = makeOverlayConnection();
-    /// On Wayland a password prompt's hold on the keyboard cannot be seen: the alert waits until typing pauses.
-    std::unique_ptr<WaylandKeyboardIdleWatch> idleWatch =
-        overlayConnection ? std::make_unique<WaylandKeyboardIdleWatch>(*overlayConnection) : nullptr;
+    std::unique_ptr<KeyboardIdleWatch> idleWatch = makeIdleWatch(overlayConnection.get());
     SecureEventInputActivationGate gate{clock, timers, [this] {
                                             return idleWatch ? !idleWatch->isUserIdle()
                                                              : keyboardProbe.anotherClientHoldsKeyboard();
@@ -277,7 +294,7 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionDidBecomeActive, &parts.systemEvents,
             &SystemEventSource::sessionDidBecomeActive);
     if (parts.idleWatch) {
-        connect(parts.idleWatch.get(), &WaylandKeyboardIdleWatch::becameIdle, this, [this] { m_parts->gate.evaluate(); });
+        connect(parts.idleWatch.get(), &KeyboardIdleWatch::becameIdle, this, [this] { m_parts->gate.evaluate(); });
     }
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionLockChanged, &parts.model,
             &AppModel::setAlertsHeldForLock);

@@ -16,7 +16,7 @@ class WaylandAlertWindowSystem::Panel final : public AlertPanel {
 public:
     Panel(WaylandAlertWindowSystem& system, wl_output* output, const AlertPanelContent& content)
         : m_system(system)
-        , m_surface(new WaylandSceneSurface(system.m_connection, output, &system))
+        , m_surface(new WaylandSceneSurface(system.m_connection, WaylandSceneSurface::Role::overlayLayer, output, &system))
         , m_onEscape(content.onEscape)
     {
         system.m_panels.push_back(this);

@@ -5,6 +5,7 @@
 #include "idle-client-protocol.h"
 #include "alert/linux/wayland/LayerShellProtocol.h"
 #include "xdg-output-unstable-v1-client-protocol.h"
+#include "xdg-shell-client-protocol.h"
 
 #include <QSocketNotifier>
 #include <QtDebug>
@@ -28,6 +29,10 @@ T* bind(wl_registry* registry, std::uint32_t name, const wl_interface& interface
 {
     return static_cast<T*>(wl_registry_bind(registry, name, &interface, std::min(offered, wanted)));
 }
+
+const xdg_wm_base_listener wmBaseListener = {
+    .ping = [](void*, xdg_wm_base* base, uint32_t serial) { xdg_wm_base_pong(base, serial); },
+};
 
 } // namespace
 
@@ -204,6 +209,7 @@ WaylandConnection::~WaylandConnection()
     }
     for (auto* object : {reinterpret_cast<wl_proxy*>(m_seat), reinterpret_cast<wl_proxy*>(m_shm),
                          reinterpret_cast<wl_proxy*>(m_compositor), reinterpret_cast<wl_proxy*>(m_layerShell),
+                         reinterpret_cast<wl_proxy*>(m_wmBase),
                          reinterpret_cast<wl_proxy*>(m_outputManager),
                          reinterpret_cast<wl_proxy*>(m_idleNotifier), reinterpret_cast<wl_proxy*>(m_kdeIdle),
                          reinterpret_cast<wl_proxy*>(m_registry)}) {
@@ -244,6 +250,12 @@ void WaylandConnection::handleGlobal(void* data, wl_registry* registry, std::uin
         }
     } else if (is(zwlr_layer_shell_v1_interface)) {
         self->m_layerShell = bind<zwlr_layer_shell_v1>(registry, name, zwlr_layer_shell_v1_interface, version, 3);
+    } else if (is(xdg_wm_base_interface)) {
+        self->m_wmBase = bind<xdg_wm_base>(registry, name, xdg_wm_base_interface, version, 2);
+        xdg_wm_base_add_listener(self->m_wmBase, &wmBaseListener, self);
+    } else if (std::strcmp(interface, "gtk_shell1") == 0) {
+        // GTK's private shell protocol, which only Mutter implements.
+        self->m_isMutter = true;
     } else if (is(ext_idle_notifier_v1_interface)) {
         self->m_idleNotifier = bind<ext_idle_notifier_v1>(registry, name, ext_idle_notifier_v1_interface, version, 1);
     } else if (is(org_kde_kwin_idle_interface)) {
@@ -489,6 +501,7 @@ void WaylandConnection::fail()
     m_keyboard = nullptr;
     m_pointer = nullptr;
     m_layerShell = nullptr;
+    m_wmBase = nullptr;
     m_outputManager = nullptr;
     m_idleNotifier = nullptr;
     m_kdeIdle = nullptr;

@@ -20,6 +20,7 @@ struct wl_registry;
 struct wl_seat;
 struct wl_shm;
 struct wl_surface;
+struct xdg_wm_base;
 struct zwlr_layer_shell_v1;
 struct zxdg_output_manager_v1;
 struct ext_idle_notifier_v1;
@@ -81,6 +82,9 @@ public:
     wl_compositor* compositor() const { return m_compositor; }
     wl_shm* shm() const { return m_shm; }
     zwlr_layer_shell_v1* layerShell() const { return m_layerShell; }
+    xdg_wm_base* wmBase() const { return m_wmBase; }
+    /// Whether the compositor is Mutter (GNOME Shell), which offers no layer shell.
+    bool isMutter() const { return m_isMutter; }
     ext_idle_notifier_v1* idleNotifier() const { return m_idleNotifier; }
     org_kde_kwin_idle* kdeIdle() const { return m_kdeIdle; }
     wl_seat* seat() const { return m_seat; }
@@ -125,6 +129,8 @@ private:
     wl_keyboard* m_keyboard = nullptr;
     wl_pointer* m_pointer = nullptr;
     zwlr_layer_shell_v1* m_layerShell = nullptr;
+    xdg_wm_base* m_wmBase = nullptr;
+    bool m_isMutter = false;
     zxdg_output_manager_v1* m_outputManager = nullptr;
     ext_idle_notifier_v1* m_idleNotifier = nullptr;
     org_kde_kwin_idle* m_kdeIdle = nullptr;

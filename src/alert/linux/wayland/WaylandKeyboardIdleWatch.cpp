@@ -5,21 +5,12 @@
 #include "ext-idle-notify-v1-client-protocol.h"
 #include "idle-client-protocol.h"
 
-#include <QtDebug>
-
 #include <wayland-client.h>
 
 namespace orvane {
 
-namespace {
-
-/// The gate asks again at least every five seconds while it waits: a longer silence means that wait is over.
-constexpr std::chrono::milliseconds askedRecently{7'000};
-
-} // namespace
-
 WaylandKeyboardIdleWatch::WaylandKeyboardIdleWatch(WaylandConnection& connection, QObject* parent)
-    : QObject(parent)
+    : KeyboardIdleWatch(parent)
     , m_connection(connection)
 {
     connect(&m_connection, &WaylandConnection::disconnected, this, [this] {
@@ -30,7 +21,7 @@ WaylandKeyboardIdleWatch::WaylandKeyboardIdleWatch(WaylandConnection& connection
 
 WaylandKeyboardIdleWatch::~WaylandKeyboardIdleWatch()
 {
-    stop();
+    stopWatching();
 }
 
 bool WaylandKeyboardIdleWatch::canWatch() const
@@ -38,39 +29,8 @@ bool WaylandKeyboardIdleWatch::canWatch() const
     return m_connection.seat() && (m_connection.idleNotifier() || m_connection.kdeIdle());
 }
 
-bool WaylandKeyboardIdleWatch::isUserIdle()
+void WaylandKeyboardIdleWatch::startWatching()
 {
-    if (!canWatch()) {
-        return true;
-    }
-    const bool newWait = !m_lastAsked.isValid() || std::chrono::milliseconds(m_lastAsked.elapsed()) > askedRecently;
-    m_lastAsked.start();
-    if (newWait) {
-        stop();
-        m_waiting.start();
-    }
-    if (m_idle) {
-        stop();
-        m_lastAsked.invalidate();
-        return true;
-    }
-    if (std::chrono::milliseconds(m_waiting.elapsed()) >= fallbackDelay) {
-        qInfo("Orvane: the desktop reported no pause in input for %lld s (an idle inhibitor may be active); the alert "
-              "takes the keyboard now",
-              qlonglong(std::chrono::duration_cast<std::chrono::seconds>(fallbackDelay).count()));
-        stop();
-        m_lastAsked.invalidate();
-        return true;
-    }
-    if (!m_notification && !m_kdeTimeout) {
-        start();
-    }
-    return false;
-}
-
-void WaylandKeyboardIdleWatch::start()
-{
-    m_idle = false;
     const auto timeout = std::uint32_t(idleThreshold.count());
     if (auto* notifier = m_connection.idleNotifier()) {
         m_notification = ext_idle_notifier_v1_get_idle_notification(notifier, timeout, m_connection.seat());
@@ -94,7 +54,7 @@ void WaylandKeyboardIdleWatch::start()
     m_connection.flush();
 }
 
-void WaylandKeyboardIdleWatch::stop()
+void WaylandKeyboardIdleWatch::stopWatching()
 {
     if (m_notification) {
         ext_idle_notification_v1_destroy(m_notification);
@@ -104,16 +64,7 @@ void WaylandKeyboardIdleWatch::stop()
         org_kde_kwin_idle_timeout_release(m_kdeTimeout);
         m_kdeTimeout = nullptr;
     }
-    m_idle = false;
     m_connection.flush();
-}
-
-void WaylandKeyboardIdleWatch::setIdle(bool idle)
-{
-    m_idle = idle;
-    if (idle) {
-        Q_EMIT becameIdle();
-    }
 }
 
 } // namespace orvane

@@ -2,6 +2,7 @@
 #include "alert/linux/wayland/WaylandSceneSurface.h"
 
 #include "alert/linux/wayland/LayerShellProtocol.h"
+#include "xdg-shell-client-protocol.h"
 
 #include <QCoreApplication>
 #include <QEnterEvent>
@@ -28,7 +29,8 @@ namespace {
 
 /// The namespace KWin and wlroots see: a neutral one, not "notification", which KWin keeps below full-screen windows.
 constexpr char layerNamespace[] = "orvane-alert";
-/// The size when the compositor leaves the choice to the client (it does not with all four edges anchored).
+/// The size when the compositor leaves the choice to the client (it does not with all four edges anchored, nor for a
+/// full-screen window once it has placed it).
 constexpr QSize fallbackSize(1280, 800);
 
 /// The Qt key for an xkbcommon key symbol (Qt::Key_unknown for those the scene has no use for).
@@ -130,9 +132,10 @@ struct WaylandSceneSurface::Buffer {
     Buffer& operator=(const Buffer&) = delete;
 };
 
-WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, wl_output* output, QObject* parent)
+WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, Role role, wl_output* output, QObject* parent)
     : QObject(parent)
     , m_connection(connection)
+    , m_role(role)
     , m_output(output)
     , m_control(std::make_unique<QQuickRenderControl>())
     , m_window(std::make_unique<QQuickWindow>(m_control.get()))
@@ -149,6 +152,8 @@ WaylandSceneSurface::WaylandSceneSurface(WaylandConnection& connection, wl_outpu
         // Every proxy died with the connection: forget them without touching them.
         m_surface = nullptr;
         m_layer = nullptr;
+        m_xdgSurface = nullptr;
+        m_toplevel = nullptr;
         m_frameCallback = nullptr;
         for (auto& buffer : m_buffers) {
             if (buffer) {
@@ -186,8 +191,8 @@ void WaylandSceneSurface::hide()
         return;
     }
     m_shown = false;
-    // A layer surface shown again must go through its first configure once more; making it anew is the simplest way
-    // there.
+    // A layer surface or window shown again must go through its first configure once more; making it anew is the
+    // simplest way there.
     destroyRole();
     m_connection.flush();
 }
@@ -217,6 +222,13 @@ void WaylandSceneSurface::createRole()
             [](void* data, wl_surface*, wl_output* output) {
                 auto* self = static_cast<WaylandSceneSurface*>(data);
                 self->m_enteredOutput = output;
+                // Full screen only once placed, and on that output: Mutter puts a window that asks before it is
+                // mapped on the first monitor, rather than on the one the user works on, where it places new windows.
+                if (self->m_toplevel && !self->m_fullScreenRequested) {
+                    self->m_fullScreenRequested = true;
+                    xdg_toplevel_set_fullscreen(self->m_toplevel, self->m_output ? self->m_output : output);
+                    self->m_connection.flush();
+                }
                 Q_EMIT self->placed();
             },
         .leave = [](void*, wl_surface*, wl_output*) {},
@@ -225,27 +237,64 @@ void WaylandSceneSurface::createRole()
     m_connection.setInputTarget(m_surface, this);
     m_configured = false;
 
-    m_layer = zwlr_layer_shell_v1_get_layer_surface(m_connection.layerShell(), m_surface, m_output,
-                                                    ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, layerNamespace);
-    static const zwlr_layer_surface_v1_listener layerListener = {
-        .configure =
-            [](void* data, zwlr_layer_surface_v1* layer, uint32_t serial, uint32_t width, uint32_t height) {
-                zwlr_layer_surface_v1_ack_configure(layer, serial);
-                static_cast<WaylandSceneSurface*>(data)->configure(QSize(int(width), int(height)));
-            },
-        // The output went away: the controller learns it from the outputs and makes a panel elsewhere.
-        .closed = [](void*, zwlr_layer_surface_v1*) {},
-    };
-    zwlr_layer_surface_v1_add_listener(m_layer, &layerListener, this);
-    zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
-                                                  ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT |
-                                                  ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT);
-    zwlr_layer_surface_v1_set_size(m_layer, 0, 0);
-    // Over panels and bars too, like a lock screen.
-    zwlr_layer_surface_v1_set_exclusive_zone(m_layer, -1);
-    sendKeyboardInteractivity();
+    if (m_role == Role::overlayLayer) {
+        m_layer = zwlr_layer_shell_v1_get_layer_surface(m_connection.layerShell(), m_surface, m_output,
+                                                        ZWLR_LAYER_SHELL_V1_LAYER_OVERLAY, layerNamespace);
+        static const zwlr_layer_surface_v1_listener layerListener = {
+            .configure =
+                [](void* data, zwlr_layer_surface_v1* layer, uint32_t serial, uint32_t width, uint32_t height) {
+                    zwlr_layer_surface_v1_ack_configure(layer, serial);
+                    static_cast<WaylandSceneSurface*>(data)->configure(QSize(int(width), int(height)));
+                },
+            // The output went away: the controller learns it from the outputs and makes a panel elsewhere.
+            .closed = [](void*, zwlr_layer_surface_v1*) {},
+        };
+        zwlr_layer_surface_v1_add_listener(m_layer, &layerListener, this);
+        zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP | ZWLR_LAYER_SURFACE_V1_ANCHOR_BOTTOM |
+                                                      ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT |
+                                                      ZWLR_LAYER_SURFACE_V1_ANCHOR_RIGHT);
+        zwlr_layer_surface_v1_set_size(m_layer, 0, 0);
+        // Over panels and bars too, like a lock screen.
+        zwlr_layer_surface_v1_set_exclusive_zone(m_layer, -1);
+        sendKeyboardInteractivity();
+    } else {
+        createToplevel();
+    }
     wl_surface_commit(m_surface);
     m_connection.flush();
+}
+
+void WaylandSceneSurface::createToplevel()
+{
+    m_xdgSurface = xdg_wm_base_get_xdg_surface(m_connection.wmBase(), m_surface);
+    static const xdg_surface_listener xdgSurfaceListener = {
+        .configure =
+            [](void* data, xdg_surface* surface, uint32_t serial) {
+                xdg_surface_ack_configure(surface, serial);
+                auto* self = static_cast<WaylandSceneSurface*>(data);
+                self->configure(self->m_toplevelSize);
+            },
+    };
+    xdg_surface_add_listener(m_xdgSurface, &xdgSurfaceListener, this);
+    m_toplevel = xdg_surface_get_toplevel(m_xdgSurface);
+    static const xdg_toplevel_listener toplevelListener = {
+        .configure =
+            [](void* data, xdg_toplevel*, int32_t width, int32_t height, wl_array*) {
+                static_cast<WaylandSceneSurface*>(data)->m_toplevelSize = QSize(width, height);
+            },
+        // Closing the alert's window (a key binding of the desktop) answers it as Escape does.
+        .close =
+            [](void* data, xdg_toplevel*) {
+                auto* self = static_cast<WaylandSceneSurface*>(data);
+                if (self->m_keyFilter) {
+                    self->m_keyFilter(Qt::Key_Escape);
+                }
+            },
+    };
+    xdg_toplevel_add_listener(m_toplevel, &toplevelListener, this);
+    xdg_toplevel_set_title(m_toplevel, "Meeting reminder");
+    xdg_toplevel_set_app_id(m_toplevel, "com.velmont.Orvane");
+    m_fullScreenRequested = false;
 }
 
 void WaylandSceneSurface::destroyRole()
@@ -263,6 +312,14 @@ void WaylandSceneSurface::destroyRole()
     if (m_layer) {
         zwlr_layer_surface_v1_destroy(m_layer);
         m_layer = nullptr;
+    }
+    if (m_toplevel) {
+        xdg_toplevel_destroy(m_toplevel);
+        m_toplevel = nullptr;
+    }
+    if (m_xdgSurface) {
+        xdg_surface_destroy(m_xdgSurface);
+        m_xdgSurface = nullptr;
     }
     if (m_surface) {
         wl_surface_destroy(m_surface);
@@ -364,6 +421,7 @@ void WaylandSceneSurface::keyboardEntered()
     m_keyboardFocus = true;
     QFocusEvent focus(QEvent::FocusIn, Qt::ActiveWindowFocusReason);
     QCoreApplication::sendEvent(m_window.get(), &focus);
+    Q_EMIT keyboardFocusChanged(true);
 }
 
 void WaylandSceneSurface::keyboardLeft()
@@ -371,6 +429,7 @@ void WaylandSceneSurface::keyboardLeft()
     m_keyboardFocus = false;
     QFocusEvent focus(QEvent::FocusOut, Qt::ActiveWindowFocusReason);
     QCoreApplication::sendEvent(m_window.get(), &focus);
+    Q_EMIT keyboardFocusChanged(false);
 }
 
 void WaylandSceneSurface::key(std::uint32_t keysym, const QString& text, Qt::KeyboardModifiers modifiers,

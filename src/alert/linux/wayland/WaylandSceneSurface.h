@@ -19,6 +19,8 @@ struct wl_buffer;
 struct wl_callback;
 struct wl_output;
 struct wl_surface;
+struct xdg_surface;
+struct xdg_toplevel;
 struct zwlr_layer_surface_v1;
 
 namespace orvane {
@@ -30,14 +32,18 @@ namespace orvane {
 /// surface are handed to the scene as Qt events. A frame is drawn only when the scene changed, and no sooner than
 /// the compositor asks for one.
 ///
-/// The surface is an overlay layer surface (wlr-layer-shell: above full-screen windows on KWin and wlroots
-/// compositors) covering one output, or the one the compositor chooses when none is given. Main thread only.
+/// Two roles: an overlay layer surface (wlr-layer-shell: above full-screen windows on KWin and wlroots compositors)
+/// covering one output, or a full-screen window (xdg-shell), which is what GNOME offers; either on the given output
+/// or, when none is given, on the one the compositor chooses. Main thread only.
 class WaylandSceneSurface final : public QObject, public WaylandInputTarget {
     Q_OBJECT
 
 public:
+    enum class Role { overlayLayer, fullScreenWindow };
+
     /// `output` may be null: the compositor chooses (the output the user works on). Nothing shows before show().
-    WaylandSceneSurface(WaylandConnection& connection, wl_output* output, QObject* parent = nullptr);
+    /// The connection must have the role's shell.
+    WaylandSceneSurface(WaylandConnection& connection, Role role, wl_output* output, QObject* parent = nullptr);
     ~WaylandSceneSurface() override;
 
     /// The scene's window: fill its content item. It never shows itself; its size follows the surface's.
@@ -47,7 +53,8 @@ public:
     void show();
     /// Unmaps it; show() brings it back.
     void hide();
-    /// Whether the compositor may give it the keyboard (it takes it at once while allowed).
+    /// Overlay only: whether the compositor may give it the keyboard (it takes it at once while allowed). A window
+    /// gets the keyboard when the compositor activates it.
     void setKeyboardInteractive(bool interactive);
     bool hasKeyboardFocus() const { return m_keyboardFocus; }
     /// The output the surface is on, once the compositor has placed it.
@@ -59,6 +66,8 @@ public:
 Q_SIGNALS:
     /// The compositor put the surface on an output (once per output it enters): see output().
     void placed();
+    /// The surface got (true) or lost the keyboard, also when it is hidden while it has it.
+    void keyboardFocusChanged(bool focused);
 
 private:
     struct Buffer;
@@ -72,6 +81,7 @@ private:
     void pointerButton(Qt::MouseButton button, bool pressed) override;
 
     void createRole();
+    void createToplevel();
     void destroyRole();
     void sendKeyboardInteractivity();
     void configure(QSize size);
@@ -84,9 +94,15 @@ private:
     void sendMouse(QEvent::Type type, Qt::MouseButton button);
 
     WaylandConnection& m_connection;
+    Role m_role;
     wl_output* m_output;
     wl_surface* m_surface = nullptr;
     zwlr_layer_surface_v1* m_layer = nullptr;
+    xdg_surface* m_xdgSurface = nullptr;
+    xdg_toplevel* m_toplevel = nullptr;
+    /// The window's size as the compositor last said (0 x 0: the client's choice).
+    QSize m_toplevelSize;
+    bool m_fullScreenRequested = false;
     wl_callback* m_frameCallback = nullptr;
     std::unique_ptr<QQuickRenderControl> m_control;
     std::unique_ptr<QQuickWindow> m_window;

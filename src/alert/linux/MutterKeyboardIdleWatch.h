@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include "alert/linux/KeyboardIdleWatch.h"
+
+#include <QDBusConnection>
+
+#include <cstdint>
+
+namespace orvane {
+
+/// The seat's idleness on GNOME, from Mutter's idle monitor on the session bus: an idle watch that fires once input
+/// has paused for idleThreshold (at once when it already has), and a one-shot watch for the next input. Every call
+/// is asynchronous.
+class MutterKeyboardIdleWatch final : public KeyboardIdleWatch {
+    Q_OBJECT
+
+public:
+    explicit MutterKeyboardIdleWatch(QDBusConnection bus, QObject* parent = nullptr);
+    ~MutterKeyboardIdleWatch() override;
+
+protected:
+    bool canWatch() const override { return m_available; }
+    bool isWatching() const override { return m_watching; }
+    void startWatching() override;
+    void stopWatching() override;
+
+private Q_SLOTS:
+    void watchFired(uint id);
+
+private:
+    /// Adds a watch; its identifier lands in `slot` unless the wait ended meanwhile.
+    void addWatch(const QString& method, const QVariantList& arguments, std::uint32_t& slot);
+    void removeWatch(std::uint32_t& slot);
+
+    QDBusConnection m_bus;
+    bool m_available = true;
+    bool m_watching = false;
+    /// Tells replies to an earlier wait apart.
+    std::uint64_t m_generation = 0;
+    std::uint32_t m_idleWatch = 0;
+    std::uint32_t m_activeWatch = 0;
+};
+
+} // namespace orvane
