@@ -60,19 +60,12 @@ press_key() { "$fake_input" key "${evdev[$1]}"; }
 # KWin's active output follows the pointer, and a new window opens there. The full-screen terminal writes every key
 # it receives to a file.
 "$fake_input" move 2160 450
-keys="$work/terminal-keys.txt"
-: >"$keys"
-printf '#!/bin/sh\nstty raw -echo\nexec cat > "%s"\n' "$keys" >"$work/bin/record-keys"
-chmod +x "$work/bin/record-keys"
-weston-terminal --fullscreen --shell="$work/bin/record-keys" >"$work/weston-terminal.log" 2>&1 &
-pids+=($!)
+start_recording_terminal
 terminal_is_focused_on_second_output() {
     kwin_says 'active && active.resourceName == "weston-terminal" && active.fullScreen && active.x == 1440 &&
         workspace.activeScreen == 1'
 }
 wait_for "the terminal was not focused full screen on the second output" terminal_is_focused_on_second_output
-typed() { tr -cd x <"$keys" | wc -c; }
-typed_more_than() { (($(typed) > $1)); }
 
 start_orvane
 

@@ -131,6 +131,18 @@ start_orvane() {
     wait_for "Orvane did not start" "$orvane_binary" upcoming
 }
 
+# start_recording_terminal: a full-screen weston-terminal that writes every key it receives to $keys.
+keys="$work/terminal-keys.txt"
+start_recording_terminal() {
+    : >"$keys"
+    printf '#!/bin/sh\nstty raw -echo\nexec cat > "%s"\n' "$keys" >"$work/bin/record-keys"
+    chmod +x "$work/bin/record-keys"
+    weston-terminal --fullscreen --shell="$work/bin/record-keys" >"$work/weston-terminal.log" 2>&1 &
+    pids+=($!)
+}
+typed() { tr -cd x <"$keys" | wc -c; }
+typed_more_than() { (($(typed) > $1)); }
+
 # accent_pixels <command printing a PPM screenshot>: how many pixels have the alert's colour.
 accent_pixels() {
     "$@" | python3 "$here/accent-pixels.py"

@@ -28,7 +28,6 @@ swaymsg -q focus output HEADLESS-2
 shot() { grim -t ppm -o "$1" -; }
 
 # The full-screen terminal writes every key it receives to a file.
-keys="$work/terminal-keys.txt"
 : >"$keys"
 foot --app-id=fullscreen-terminal --fullscreen -- sh -c "stty raw -echo; exec cat > '$keys'" \
     >"$work/foot.log" 2>&1 &
@@ -39,8 +38,6 @@ terminal_is_focused_on_second_output() {
         swaymsg -t get_outputs | jq -e '.[] | select(.name == "HEADLESS-2") | .focused'
 }
 wait_for "the terminal was not focused full screen on the second output" terminal_is_focused_on_second_output
-typed() { tr -cd x <"$keys" | wc -c; }
-typed_more_than() { (($(typed) > $1)); }
 
 start_orvane
 
