@@ -114,7 +114,9 @@ alert_visible() { alert_on 0 || alert_on 1; }
 wait_for "the alert did not show while the user typed" alert_visible
 echo "trigger to alert visible (typing): $((($(date +%s%N) - started) / 1000000)) ms" | tee "$artifacts/latency.txt"
 shoot "$artifacts/gnome-alert-while-typing.png"
-wait_for "keys stopped reaching the terminal while the alert showed" typed_more_than $(($(typed) + 15))
+# Longer than the ten seconds after which an alert stops waiting for a desktop that never reports a pause: GNOME
+# reports every input, so a user who keeps typing keeps the keyboard.
+wait_for "keys stopped reaching the terminal while the alert showed" typed_more_than $(($(typed) + 100))
 focused_on "Wayland Terminal" 1 || fail "the alert took the keyboard while the user typed"
 
 # Once typing pauses the alert takes over the monitor the user works on, with the keyboard.

@@ -28,7 +28,7 @@ bool KeyboardIdleWatch::isUserIdle()
         m_lastAsked.invalidate();
         return true;
     }
-    if (std::chrono::milliseconds(m_waiting.elapsed()) >= fallbackDelay) {
+    if (!seesEveryInput() && std::chrono::milliseconds(m_waiting.elapsed()) >= fallbackDelay) {
         qInfo("Orvane: the desktop reported no pause in input for %lld s (an idle inhibitor may be active); the alert "
               "takes the keyboard now",
               qlonglong(std::chrono::duration_cast<std::chrono::seconds>(fallbackDelay).count()));

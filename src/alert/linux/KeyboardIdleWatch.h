@@ -16,7 +16,8 @@ namespace orvane {
 /// It watches only while it is being asked, that is while an alert waits for the keyboard, and stops once the
 /// answer is yes: between alerts the compositor sends nothing. While anything inhibits idleness (a video player, a
 /// call in a browser) a compositor may never report the seat idle; after `fallbackDelay` of asking the watch answers
-/// yes all the same, so that an alert never stays without keyboard for the whole of a call. A question that comes
+/// yes all the same, so that an alert never stays without keyboard for the whole of a call (unless the watch sees
+/// input itself, see seesEveryInput()). A question that comes
 /// more than a few seconds after the previous one starts a new wait. Main thread only.
 class KeyboardIdleWatch : public QObject {
     Q_OBJECT
@@ -37,6 +38,9 @@ Q_SIGNALS:
 protected:
     /// Whether the compositor can tell idleness at all; without that the watch answers yes at once.
     virtual bool canWatch() const = 0;
+    /// Whether the subclass sees input itself, and so tells a user who keeps typing from a compositor that reports
+    /// no idleness while an inhibitor exists: then the fallback never takes the keyboard from a typing user.
+    virtual bool seesEveryInput() const { return false; }
     virtual bool isWatching() const = 0;
     /// Starts asking the compositor; it answers through setIdle.
     virtual void startWatching() = 0;

@@ -23,6 +23,9 @@ MutterKeyboardIdleWatch::MutterKeyboardIdleWatch(QDBusConnection bus, QObject* p
     , m_bus(std::move(bus))
 {
     m_bus.connect(service, path, interface, u"WatchFired"_s, this, SLOT(watchFired(uint)));
+    m_pause.setSingleShot(true);
+    m_pause.setInterval(idleThreshold);
+    connect(&m_pause, &QTimer::timeout, this, [this] { setIdle(true); });
 }
 
 MutterKeyboardIdleWatch::~MutterKeyboardIdleWatch()
@@ -42,6 +45,7 @@ void MutterKeyboardIdleWatch::stopWatching()
 {
     m_watching = false;
     ++m_generation;
+    m_pause.stop();
     removeWatch(m_idleWatch);
     removeWatch(m_activeWatch);
 }
@@ -90,6 +94,7 @@ void MutterKeyboardIdleWatch::watchFired(uint id)
         // A user-active watch fires once: the next input needs another.
         m_activeWatch = 0;
         setIdle(false);
+        m_pause.start();
         addWatch(u"AddUserActiveWatch"_s, {}, m_activeWatch);
     }
 }
