@@ -8,9 +8,14 @@
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTimer>
 #include <QtDebug>
 
 #include <memory>
+
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 using namespace Qt::StringLiterals;
 
@@ -36,14 +41,45 @@ struct AlertScene {
     AlertScene() { backdrop.setData(QByteArray(backdropSource), QUrl(u"qrc:/orvane/alert/Backdrop.qml"_s)); }
 };
 
+namespace {
+
+/// The scene while any panel uses it. Orvane waits in the tray for hours between alerts: the QML engine and what it
+/// compiled (several megabytes) go with the last panel, and the freed heap is handed back to the system.
+struct SharedAlertScene {
+    std::unique_ptr<AlertScene> scene;
+    int windows = 0;
+
+    AlertScene& use(QQuickWindow& window, const std::shared_ptr<SharedAlertScene>& self)
+    {
+        if (!scene) {
+            scene = std::make_unique<AlertScene>();
+        }
+        ++windows;
+        QObject::connect(&window, &QObject::destroyed, [weak = std::weak_ptr(self)] {
+            const auto shared = weak.lock();
+            if (shared && --shared->windows == 0) {
+                // Later: the window's items, made by the engine, are deleted after the window's destroyed signal.
+                QTimer::singleShot(0, [weak] {
+                    if (const auto shared = weak.lock(); shared && shared->windows == 0) {
+                        shared->scene.reset();
+#if defined(__GLIBC__)
+                        malloc_trim(0);
+#endif
+                    }
+                });
+            }
+        });
+        return *scene;
+    }
+};
+
+} // namespace
+
 std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(const Clock& clock)
 {
-    auto scene = std::make_shared<std::unique_ptr<AlertScene>>();
-    return [&clock, scene](QQuickWindow& window, const AlertPanelContent& content) {
-        if (!*scene) {
-            *scene = std::make_unique<AlertScene>();
-        }
-        AlertScene& parts = **scene;
+    auto shared = std::make_shared<SharedAlertScene>();
+    return [&clock, shared](QQuickWindow& window, const AlertPanelContent& content) {
+        AlertScene& parts = shared->use(window, shared);
         window.setColor(QColor::fromRgbF(0.035f, 0.047f, 0.063f));
         if (content.meetings.empty()) {
             auto* item = qobject_cast<QQuickItem*>(parts.backdrop.create(parts.engine.rootContext()));
