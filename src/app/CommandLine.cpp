@@ -34,6 +34,9 @@ CommandLine::Request CommandLine::parse(const QStringList& arguments)
         if (argument == u"--version"_s || argument == u"-v"_s) {
             return ShowVersion{};
         }
+        if (argument == u"--at-login"_s) {
+            return Run{.atLogin = true};
+        }
         if (argument.startsWith(u'-')) {
             return Invalid{u"Unknown option \"%1\"."_s.arg(argument)};
         }
@@ -44,7 +47,7 @@ CommandLine::Request CommandLine::parse(const QStringList& arguments)
 
 QString CommandLine::helpText(const BundleInfo& bundle)
 {
-    return u"Usage: orvane [upcoming [--json] | test-alert | --help | --version]\n"
+    return u"Usage: orvane [--at-login | upcoming [--json] | test-alert | --help | --version]\n"
            u"\n"
            u"Orvane %1: full-screen reminders so that you never miss the start of a meeting.\n"
            u"Without a command it starts in the tray (or brings the running copy forward).\n"
@@ -54,6 +57,7 @@ QString CommandLine::helpText(const BundleInfo& bundle)
            u"  test-alert     Show the full-screen test alert.\n"
            u"\n"
            u"Options:\n"
+           u"  --at-login     Start as launch at login does: without a tray, no window opens by itself.\n"
            u"  -h, --help     Show this help and exit.\n"
            u"  -v, --version  Show the version and exit.\n"_s.arg(bundle.shortVersion());
 }

@@ -21,6 +21,9 @@ struct CommandLine {
     };
     /// Start Orvane (or bring the running copy forward).
     struct Run {
+        /// The session started Orvane at login ("--at-login", which launch at login asks for): no window opens
+        /// by itself then, except to finish the setup.
+        bool atLogin = false;
         friend bool operator==(const Run&, const Run&) = default;
     };
     /// Print the running copy's upcoming meetings, as text or as JSON.

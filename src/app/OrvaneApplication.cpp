@@ -308,6 +308,9 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     parts.statusItemHost = std::make_unique<StatusItemHostWatch>(QDBusConnection::sessionBus(), isX11Session());
     connect(parts.statusItemHost.get(), &StatusItemHostWatch::hostAvailable, parts.statusItem.get(),
             &StatusItemController::showStatusItem);
+    connect(parts.statusItemHost.get(), &StatusItemHostWatch::hostMissing, parts.statusItem.get(),
+            &StatusItemController::showMenuInWindows);
+    parts.windows.setStatusMenu(&parts.statusItem->windowMenu());
     // Queued: the second launch waits for the D-Bus reply, which must not wait for a window.
     connect(&parts.applicationService, &DBusApplicationService::reopenRequested, this, &OrvaneApplication::reopen,
             Qt::QueuedConnection);
@@ -320,7 +323,7 @@ AppModel& OrvaneApplication::model()
     return m_parts->model;
 }
 
-QCoro::Task<> OrvaneApplication::start()
+QCoro::Task<> OrvaneApplication::start(bool atLogin)
 {
     if (!m_parts->applicationService.registerOnBus()) {
         qWarning("Orvane: the session bus is unavailable; a second launch cannot find this one.");
@@ -332,8 +335,26 @@ QCoro::Task<> OrvaneApplication::start()
     QPointer<OrvaneApplication> self(this);
     auto starting = m_parts->model.start();
     co_await std::move(starting);
-    if (self && m_parts->model.hasCompletedOnboarding() && !m_parts->model.hasUsableCalendarSource()) {
+    if (!self || !m_parts->model.hasCompletedOnboarding()) {
+        co_return;
+    }
+    if (!m_parts->model.hasUsableCalendarSource()) {
         m_parts->windows.openOnboarding();
+    } else if (!atLogin) {
+        openMenuWithoutTray();
+    }
+}
+
+void OrvaneApplication::openMenuWithoutTray()
+{
+    // Someone started Orvane on purpose; without a tray nothing would show that it did. At login nothing opens:
+    // a window at every login is a nuisance, and starting Orvane again opens the menu.
+    const auto open = [this] { m_parts->windows.openSettings(WindowCoordinating::SettingsSection::menu); };
+    if (m_parts->statusItemHost->isHostMissing()) {
+        open();
+    } else if (!m_parts->statusItemHost->isHostAvailable()) {
+        connect(m_parts->statusItemHost.get(), &StatusItemHostWatch::hostMissing, this, open,
+                Qt::SingleShotConnection);
     }
 }
 

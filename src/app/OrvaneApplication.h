@@ -21,7 +21,9 @@ public:
     ~OrvaneApplication() override;
 
     /// Claims the bus names, shows the tray item (and onboarding when it is not finished) and starts the model.
-    QCoro::Task<> start();
+    /// Unless the session started Orvane at login (`atLogin`), a desktop without a tray gets the settings window
+    /// on its menu.
+    QCoro::Task<> start(bool atLogin = false);
 
     AppModel& model();
 
@@ -29,6 +31,9 @@ public:
     void reopen(const QString& activationToken);
 
 private:
+    /// Opens settings on the menu once the desktop is known to have no tray, if it has none.
+    void openMenuWithoutTray();
+
     struct Parts;
     std::unique_ptr<Parts> m_parts;
 };

@@ -76,7 +76,7 @@ bool hasDisplay()
            qEnvironmentVariableIsSet("QT_QPA_PLATFORM");
 }
 
-int run(int& argc, char** argv, const orvane::BundleInfo& bundle)
+int run(int& argc, char** argv, const orvane::BundleInfo& bundle, bool atLogin)
 {
     if (!hasDisplay()) {
         print(stderr, u"Orvane needs a desktop session: neither DISPLAY nor WAYLAND_DISPLAY is set.\n"
@@ -111,7 +111,7 @@ int run(int& argc, char** argv, const orvane::BundleInfo& bundle)
     QApplication::setQuitOnLastWindowClosed(false);
 
     orvane::OrvaneApplication orvane(bundle);
-    auto starting = orvane.start();
+    auto starting = orvane.start(atLogin);
     return QApplication::exec();
 }
 
@@ -125,7 +125,7 @@ int main(int argc, char** argv)
     }
     const auto bundle = orvane::BundleInfo::compiled();
     return std::visit(orvane::Overloaded{
-                          [&](const orvane::CommandLine::Run&) { return run(argc, argv, bundle); },
+                          [&](const orvane::CommandLine::Run& start) { return run(argc, argv, bundle, start.atLogin); },
                           [&](const orvane::CommandLine::ListUpcoming& list) {
                               return askRunningCopy(argc, argv, list.json ? u"UpcomingJson"_s : u"UpcomingText"_s,
                                                     u"list"_s);

@@ -26,6 +26,8 @@ QString sectionTitle(WindowCoordinating::SettingsSection section)
         return u"Exclusions"_s;
     case Section::storedData:
         return u"Stored data"_s;
+    case Section::menu:
+        return u"Menu"_s;
     }
     return {};
 }
@@ -128,6 +130,9 @@ QVariantMap texts()
         {u"removeAllConfirmButton"_s, u"Remove All"_s},
         {u"noExclusionsTitle"_s, u"No exclusions"_s},
         {u"noExclusionsText"_s, u"Meetings you exclude from an alert or from the tray menu appear here."_s},
+        // The status menu, on a desktop without a tray.
+        {u"menuTitle"_s, sectionTitle(WindowCoordinating::SettingsSection::menu)},
+        {u"menuExplanation"_s, u"This desktop shows no tray icon, so Orvane’s menu is here."_s},
         // Stored-data review.
         {u"storedDataHeading"_s, QString::fromUtf16(persistenceReviewHeading)},
         {u"storedDataExplanation"_s, QString::fromUtf16(persistenceReviewExplanation)},

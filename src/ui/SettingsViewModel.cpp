@@ -5,6 +5,7 @@
 #include "ui/CalendarSelection.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/SettingsTexts.h"
+#include "ui/StatusMenuViewModel.h"
 
 #include <QLocale>
 
@@ -81,30 +82,43 @@ QString SettingsViewModel::errorText() const
     return m_model.lastError().value_or(QString());
 }
 
+bool SettingsViewModel::isListed(Section section) const
+{
+    switch (section) {
+    case Section::storedData:
+        return hasPersistenceIssues();
+    case Section::menu:
+        return m_statusMenu != nullptr && m_statusMenu->isNeeded();
+    case Section::general:
+    case Section::calendars:
+    case Section::accounts:
+    case Section::exclusions:
+        return true;
+    }
+    return false;
+}
+
 QVariantList SettingsViewModel::sectionList() const
 {
     QVariantList sections;
-    for (const auto section :
-         {Section::general, Section::calendars, Section::accounts, Section::exclusions, Section::storedData}) {
-        if (section == Section::storedData && !hasPersistenceIssues()) {
-            continue;
+    // The menu first: on a desktop without a tray it is what the user opens Orvane for.
+    for (const auto section : {Section::menu, Section::general, Section::calendars, Section::accounts,
+                               Section::exclusions, Section::storedData}) {
+        if (isListed(section)) {
+            sections.append(QVariantMap{{u"section"_s, static_cast<int>(section)},
+                                        {u"title"_s, SettingsTexts::sectionTitle(section)}});
         }
-        sections.append(
-            QVariantMap{{u"section"_s, static_cast<int>(section)}, {u"title"_s, SettingsTexts::sectionTitle(section)}});
     }
     return sections;
 }
 
 void SettingsViewModel::setSectionIndex(int index)
 {
-    if (index < 0 || index > static_cast<int>(Section::storedData)) {
+    if (index < 0 || index > static_cast<int>(Section::menu)) {
         return;
     }
     const auto section = static_cast<Section>(index);
-    if (section == Section::storedData && !hasPersistenceIssues()) {
-        return;
-    }
-    if (section != m_section) {
+    if (isListed(section) && section != m_section) {
         m_section = section;
         Q_EMIT changed();
     }
@@ -112,10 +126,28 @@ void SettingsViewModel::setSectionIndex(int index)
 
 void SettingsViewModel::open(Section section)
 {
-    m_section = hasPersistenceIssues()           ? Section::storedData
-                : section == Section::storedData ? Section::general
-                                                 : section;
+    m_section = hasPersistenceIssues() ? Section::storedData : isListed(section) ? section : Section::general;
     Q_EMIT changed();
+}
+
+QObject* SettingsViewModel::statusMenu() const
+{
+    return m_statusMenu;
+}
+
+void SettingsViewModel::setStatusMenu(StatusMenuViewModel* menu)
+{
+    m_statusMenu = menu;
+    if (m_statusMenu == nullptr) {
+        return;
+    }
+    connect(m_statusMenu, &StatusMenuViewModel::neededChanged, this, [this] {
+        // A tray took the menu over: the page would offer what the tray now does.
+        if (m_section == Section::menu && !isListed(Section::menu)) {
+            m_section = Section::general;
+        }
+        Q_EMIT changed();
+    });
 }
 
 int SettingsViewModel::leadTimeMinutes() const

@@ -23,6 +23,7 @@
 namespace orvane {
 
 class LaunchAtLoginController;
+class StatusMenuViewModel;
 
 /// What the settings window reads from and asks of the application: a narrow view of the application model, so
 /// that the window can be exercised without the calendar daemon and the stores behind it.
@@ -91,6 +92,7 @@ class SettingsViewModel final : public QObject {
     Q_PROPERTY(QVariantList reconciliationIssues READ reconciliationIssueList NOTIFY changed)
 
     Q_PROPERTY(QObject* accounts READ accounts CONSTANT)
+    Q_PROPERTY(QObject* statusMenu READ statusMenu CONSTANT)
 
     Q_PROPERTY(QVariantList exclusions READ exclusionList NOTIFY changed)
     Q_PROPERTY(QVariantList storedDataIssues READ storedDataIssueList NOTIFY changed)
@@ -104,13 +106,14 @@ public:
     QVariantMap texts() const;
     QString errorText() const;
 
-    /// The sections the sidebar lists, each with `section` (its number) and `title`: the stored-data review only
-    /// while a record is unreadable.
+    /// The sections the sidebar lists, each with `section` (its number) and `title`: the menu first and only while
+    /// the status menu is needed, the stored-data review only while a record is unreadable.
     QVariantList sectionList() const;
     Section section() const { return m_section; }
     int sectionIndex() const { return static_cast<int>(m_section); }
     void setSectionIndex(int index);
-    /// Shows `section`; while a record is unreadable the window opens on its review, which is what blocks alerts.
+    /// Shows `section`; while a record is unreadable the window opens on its review, which is what blocks alerts. A
+    /// section that is not listed opens General instead.
     void open(Section section);
 
     int leadTimeMinutes() const;
@@ -139,6 +142,11 @@ public:
     QObject* accounts() const { return m_accounts; }
     /// Set before the window is made; not owned.
     void setAccounts(QObject* accounts) { m_accounts = accounts; }
+
+    /// The status menu the menu section shows while no tray does; absent, the section is never listed.
+    QObject* statusMenu() const;
+    /// Set before the window is made; not owned, and must outlive the view model.
+    void setStatusMenu(StatusMenuViewModel* menu);
 
     /// Each with `id`, `title`, `calendar`, `scope` and `date`; by title, then series before occurrences, then date.
     QVariantList exclusionList() const;
@@ -170,12 +178,14 @@ Q_SIGNALS:
 private:
     void modelChanged();
     bool hasPersistenceIssues() const;
+    bool isListed(Section section) const;
 
     SettingsModel& m_model;
     LaunchAtLoginController& m_launchAtLogin;
     Section m_section = Section::general;
     bool m_hadPersistenceIssues = false;
     QObject* m_accounts = nullptr;
+    StatusMenuViewModel* m_statusMenu = nullptr;
 };
 
 } // namespace orvane

@@ -26,6 +26,7 @@ StatusItemController::StatusItemController(AppModel& model, WindowCoordinating& 
     , m_updateURL(std::move(updateURL))
     , m_openUrl(std::move(openUrl))
     , m_menu(std::make_unique<QMenu>())
+    , m_windowMenu(performer())
 {
     const QString name = StatusMenuContent::statusItemName();
     m_menu->setTitle(name);
@@ -45,7 +46,16 @@ void StatusItemController::showStatusItem()
     m_statusItem->setToolTip(name);
     m_statusItem->setContextMenu(m_menu.get());
     m_statusItem->show();
+    m_windowMenu.setNeeded(false);
     qCInfo(statusItemLog) << "Orvane's menu is in the desktop's tray";
+}
+
+void StatusItemController::showMenuInWindows()
+{
+    if (!m_statusItem) {
+        m_windowMenu.setNeeded(true);
+        qCInfo(statusItemLog) << "The desktop shows no tray; Orvane's menu is in its settings window";
+    }
 }
 
 StatusItemController::~StatusItemController() = default;
@@ -90,9 +100,16 @@ void StatusItemController::rebuild()
     m_rebuildPending = false;
     const StatusMenuInput state =
         input(m_model, m_updateURL.has_value(), Date::fromDateTime(QDateTime::currentDateTimeUtc()));
-    StatusMenu::populate(
-        *m_menu, StatusMenuContent::build(state),
-        [this](StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting) { perform(action, meeting); });
+    std::vector<StatusMenuEntry> entries = StatusMenuContent::build(state);
+    StatusMenu::populate(*m_menu, entries, performer());
+    m_windowMenu.setEntries(std::move(entries));
+}
+
+StatusMenu::Perform StatusItemController::performer()
+{
+    return [this](StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting) {
+        perform(action, meeting);
+    };
 }
 
 void StatusItemController::perform(StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting)

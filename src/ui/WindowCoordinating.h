@@ -6,7 +6,8 @@ namespace orvane {
 /// Opens Orvane's windows; each comes forward if it is open already.
 class WindowCoordinating {
 public:
-    /// The settings window's sections, in sidebar order.
+    /// The settings window's sections, numbered in the order of its pages; the sidebar lists them in this order, but
+    /// for the menu, which comes first.
     enum class SettingsSection {
         general,
         calendars,
@@ -14,6 +15,8 @@ public:
         exclusions,
         /// The review of unreadable stored records; listed only while there are any.
         storedData,
+        /// The status menu, listed only while no tray shows the status item.
+        menu,
     };
 
     virtual ~WindowCoordinating() = default;

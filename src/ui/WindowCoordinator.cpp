@@ -45,6 +45,7 @@ void WindowCoordinator::openSettings(SettingsSection section)
         m_settingsViewModel =
             std::make_unique<SettingsViewModel>(m_dependencies.settings, m_dependencies.launchAtLogin);
         m_settingsViewModel->setAccounts(sharedAccountsViewModel());
+        m_settingsViewModel->setStatusMenu(m_statusMenu);
         m_settingsWindow.reset(createWindow(u"qrc:/orvane/ui/SettingsWindow.qml"_s, m_settingsViewModel.get()));
         if (m_settingsWindow == nullptr) {
             return;
@@ -104,7 +105,10 @@ void WindowCoordinator::reopen(bool calendarSetupUsable, const QString& activati
         }
     }
     if (open.empty()) {
-        calendarSetupUsable ? openSettings(SettingsSection::general) : openOnboarding();
+        // Without a tray, the menu is the only place the user can reach the meetings and the commands.
+        const bool menuNeeded = m_statusMenu != nullptr && m_statusMenu->isNeeded();
+        calendarSetupUsable ? openSettings(menuNeeded ? SettingsSection::menu : SettingsSection::general)
+                            : openOnboarding();
     }
     // Every open window comes forward; the last one raised takes the focus (and the token).
     if (!open.empty()) {

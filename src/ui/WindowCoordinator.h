@@ -5,6 +5,7 @@
 #include "ui/ConnectedAccountsViewModel.h"
 #include "ui/OnboardingViewModel.h"
 #include "ui/SettingsViewModel.h"
+#include "ui/StatusMenuViewModel.h"
 #include "ui/WindowCoordinating.h"
 
 #include <QString>
@@ -45,8 +46,13 @@ public:
     void openAbout() override;
 
     /// Orvane was launched again: the windows open now come forward as they are; with none open, settings opens
-    /// when the calendar setup is usable, otherwise onboarding. `activationToken` is the launcher's, if any.
+    /// when the calendar setup is usable (on the menu while no tray shows it), otherwise onboarding.
+    /// `activationToken` is the launcher's, if any.
     void reopen(bool calendarSetupUsable, const QString& activationToken);
+
+    /// The status menu that settings shows while no tray does; set before settings is first opened. Not owned, and
+    /// must outlive the coordinator.
+    void setStatusMenu(StatusMenuViewModel* menu) { m_statusMenu = menu; }
 
     /// The windows once made; null before the first use or when their scene failed to load.
     QQuickWindow* onboardingWindow() const { return m_onboardingWindow.get(); }
@@ -69,6 +75,7 @@ private:
     QString m_errorString;
     /// The token of the reopen being handled; used once.
     QString m_activationToken;
+    StatusMenuViewModel* m_statusMenu = nullptr;
     // Destroyed in reverse: the windows before the view models they show, both before the engine.
     std::unique_ptr<QQmlEngine> m_engine;
     std::unique_ptr<OnboardingViewModel> m_onboardingViewModel;

@@ -26,7 +26,8 @@ TEST_P(CommandLineParse, UnderstandsTheArguments)
 
 INSTANTIATE_TEST_SUITE_P(
     Table, CommandLineParse,
-    ::testing::Values(ParseCase{{}, CommandLine::Run{}}, ParseCase{{u"--help"_s}, CommandLine::ShowHelp{}},
+    ::testing::Values(ParseCase{{}, CommandLine::Run{}}, ParseCase{{u"--at-login"_s}, CommandLine::Run{true}},
+                      ParseCase{{u"--help"_s}, CommandLine::ShowHelp{}},
                       ParseCase{{u"upcoming"_s}, CommandLine::ListUpcoming{false}},
                       ParseCase{{u"upcoming"_s, u"--json"_s}, CommandLine::ListUpcoming{true}},
                       ParseCase{{u"upcoming"_s, u"--yaml"_s}, CommandLine::Invalid{u"\"upcoming\" takes only --json."_s}},

@@ -226,7 +226,7 @@ TEST(XdgAutostartTest, RegistersAndUnregistersTheEntry)
     EXPECT_EQ(service.status(), Status::enabled);
     EXPECT_EQ(service.entryPath(), configHome + u"/autostart/com.velmont.Orvane.desktop"_s);
     EXPECT_EQ(readAll(service.entryPath()), "[Desktop Entry]\nType=Application\nName=Orvane\n"
-                                            "Comment=Full-screen meeting reminders\nExec=\"/opt/My Apps/orvane\"\n"
+                                            "Comment=Full-screen meeting reminders\nExec=\"/opt/My Apps/orvane\" --at-login\n"
                                             "X-GNOME-Autostart-enabled=true\nNoDisplay=false\n");
     EXPECT_EQ(QFile::permissions(configHome + u"/autostart"_s) & 0x0FFF, 0x0700);
     EXPECT_EQ(QDir(configHome + u"/autostart"_s).entryList(QDir::Files | QDir::Hidden).size(), 1);
@@ -258,7 +258,7 @@ TEST(XdgAutostartTest, ReadsAndReplacesEntriesItDidNotWrite)
         EXPECT_EQ(service.status(), row.status) << row.contents.constData();
         runTask(service.registerMainApp());
         EXPECT_EQ(service.status(), Status::enabled) << row.contents.constData();
-        EXPECT_TRUE(readAll(service.entryPath()).contains("Exec=\"/usr/bin/orvane\"\n"));
+        EXPECT_TRUE(readAll(service.entryPath()).contains("Exec=\"/usr/bin/orvane\" --at-login\n"));
     }
 }
 

@@ -9,6 +9,9 @@
 #include "ui/LaunchAtLoginService.h"
 #include "ui/OnboardingViewModel.h"
 #include "ui/SettingsViewModel.h"
+#include "ui/StatusMenuContent.h"
+
+#include "support/MeetingFixtures.h"
 
 #include <QDateTime>
 
@@ -314,6 +317,25 @@ inline AboutViewModel::BundleValue bundle(std::map<QString, QString> values)
         const auto found = values.find(key);
         return found == values.end() ? std::nullopt : std::optional(found->second);
     };
+}
+
+/// The status menu of a set-up Orvane with two meetings coming: one to join today, a weekly one tomorrow.
+inline std::vector<StatusMenuEntry> sampleMenu()
+{
+    MeetingOccurrence standup =
+        fixtures::meeting(u"Team standup"_s, at("2024-03-05T14:05:00Z").secondsSinceReferenceDate);
+    standup.meetingURL = QUrl(u"https://meet.google.com/abc-defg-hij"_s);
+    MeetingOccurrence review =
+        fixtures::meeting(u"Weekly review"_s, at("2024-03-06T10:30:00Z").secondsSinceReferenceDate);
+    review.isRecurring = true;
+    return StatusMenuContent::build({.onboardingCompleted = true,
+                                     .hasUsableCalendarSource = true,
+                                     .authorizationState = CalendarAuthorizationState::fullAccess,
+                                     .upcoming = {standup, review},
+                                     .hasUpdateURL = true,
+                                     .now = at("2024-03-05T09:00:00Z"),
+                                     .timeZone = QTimeZone::utc(),
+                                     .locale = QLocale(QLocale::English, QLocale::UnitedStates)});
 }
 
 } // namespace settingsfixtures

@@ -2,6 +2,7 @@
 #include "SettingsFixtures.h"
 #include "support/QtPrinters.h"
 #include "ui/LaunchAtLoginController.h"
+#include "ui/StatusMenuViewModel.h"
 
 #include <gtest/gtest.h>
 
@@ -25,6 +26,24 @@ QStringList column(const QVariantList& rows, const QString& key)
         values.append(row.toMap().value(key).toString());
     }
     return values;
+}
+
+TEST(SettingsViewModelTest, TheMenuIsListedFirstAndOnlyWhileNoTrayShowsIt)
+{
+    Harness h;
+    StatusMenuViewModel menu({});
+    h.settings.setStatusMenu(&menu);
+    h.settings.open(Section::menu);
+    EXPECT_EQ(h.settings.section(), Section::general) << "the tray has the menu";
+    menu.setNeeded(true);
+    EXPECT_EQ(column(h.settings.sectionList(), u"title"_s).front(), u"Menu"_s);
+    h.settings.open(Section::menu);
+    EXPECT_EQ(h.settings.section(), Section::menu);
+    menu.setNeeded(false);
+    EXPECT_EQ(h.settings.section(), Section::general) << "a tray appeared and took the menu over";
+    EXPECT_FALSE(column(h.settings.sectionList(), u"title"_s).contains(u"Menu"_s));
+    h.settings.setSectionIndex(static_cast<int>(Section::menu));
+    EXPECT_EQ(h.settings.section(), Section::general);
 }
 
 TEST(SettingsViewModelTest, LeadTimeIsShownInMinutesAndStoredInSeconds)

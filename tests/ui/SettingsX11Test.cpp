@@ -7,6 +7,7 @@
 #include "SettingsFixtures.h"
 #include "support/X11TestSession.h"
 #include "ui/LaunchAtLoginController.h"
+#include "ui/StatusMenuViewModel.h"
 #include "ui/WindowCoordinator.h"
 
 #include <QApplication>
@@ -52,6 +53,9 @@ TEST(SettingsX11Test, EachSectionOnScreen)
     fill(accountsModel);
     ConnectedAccountsViewModel accounts(accountsModel);
     settings.setAccounts(&accounts);
+    StatusMenuViewModel menu({});
+    menu.setEntries(sampleMenu());
+    settings.setStatusMenu(&menu);
     QQmlEngine engine;
     QQmlComponent component(&engine, QUrl(u"qrc:/orvane/ui/SettingsWindow.qml"_s), QQmlComponent::PreferSynchronous);
     std::unique_ptr<QObject> object(
@@ -72,6 +76,13 @@ TEST(SettingsX11Test, EachSectionOnScreen)
         EXPECT_EQ(settings.section(), section);
         shoot(*window, std::string("settings-") + name);
     }
+
+    // A desktop without a tray.
+    menu.setNeeded(true);
+    settings.open(Section::menu);
+    EXPECT_EQ(settings.section(), Section::menu);
+    shoot(*window, "settings-menu");
+    menu.setNeeded(false);
 
     model.change([&] {
         model.unreadable = {{PersistenceComponent::exclusions, {PersistenceReadFailure::MalformedEnvelope{}}}};

@@ -4,6 +4,7 @@
 #include "support/MeetingFixtures.h"
 #include "support/QtPrinters.h"
 #include "ui/StatusMenuContent.h"
+#include "ui/StatusMenuViewModel.h"
 
 #include <QCoreApplication>
 #include <QMenu>
@@ -288,6 +289,45 @@ TEST(StatusMenu, meetingsCarryTheirActionsIntoAQMenuThatReportsWhatWasChosen)
     actions[0]->trigger(); // the disabled header does nothing
     EXPECT_EQ(performed, (decltype(performed){{StatusMenuAction::excludeOccurrence, weeklyReview()},
                                               {StatusMenuAction::refresh, std::nullopt}}));
+}
+
+TEST(StatusMenuViewModel, aWindowShowsTheMenusEntriesAndHandsEachChoiceToTheMenusHandler)
+{
+    StatusMenuInput input = inputFor({.syncIssues = true});
+    input.upcoming = {standup(), weeklyReview()};
+    input.isRefreshing = true;
+    std::vector<std::pair<StatusMenuAction, std::optional<MeetingOccurrence>>> performed;
+    orvane::StatusMenuViewModel menu([&](StatusMenuAction action, const std::optional<MeetingOccurrence>& meeting) {
+        performed.emplace_back(action, meeting);
+    });
+    menu.setEntries(StatusMenuContent::build(input));
+
+    QStringList rows;
+    for (const QVariant& entry : menu.entryList()) {
+        const QVariantMap map = entry.toMap();
+        rows << map[u"kind"_s].toString() + u'|' + map[u"text"_s].toString() + u'|' + map[u"symbol"_s].toString() +
+                    u'|' + (map[u"enabled"_s].toBool() ? u"on"_s : u"off"_s) + u'|' +
+                    map[u"actions"_s].toStringList().join(u',');
+    }
+    EXPECT_EQ(rows, (QStringList{u"status|Some calendar sources could not sync|warning|off|"_s,
+                                 u"action|Review Calendar Sources…||on|"_s, u"header|UPCOMING||off|"_s,
+                                 u"meeting|2:05 PM  Standup|video|on|Join,Exclude this meeting"_s,
+                                 u"meeting|Wed 2:05 PM  Review|calendar|on|Exclude this occurrence,Exclude entire series"_s,
+                                 u"separator|||off|"_s, u"action|Refreshing…||off|"_s,
+                                 u"action|Test Full-Screen Alert…||on|"_s, u"action|Settings…||on|"_s,
+                                 u"action|About…||on|"_s, u"separator|||off|"_s, u"action|Quit Orvane||on|"_s}));
+
+    // Lines that only inform, a meeting's own row, the disabled Refreshing… and numbers out of range do nothing.
+    for (const auto& [entry, action] : std::vector<std::pair<int, int>>{
+             {1, -1}, {3, 0}, {3, 1}, {4, 0}, {4, 1}, {11, -1}, {0, -1}, {3, -1}, {6, -1}, {4, 2}, {12, -1}, {-1, -1}}) {
+        menu.choose(entry, action);
+    }
+    EXPECT_EQ(performed, (decltype(performed){{StatusMenuAction::openCalendarSettings, std::nullopt},
+                                              {StatusMenuAction::join, standup()},
+                                              {StatusMenuAction::excludeSeries, standup()},
+                                              {StatusMenuAction::excludeOccurrence, weeklyReview()},
+                                              {StatusMenuAction::excludeSeries, weeklyReview()},
+                                              {StatusMenuAction::quit, std::nullopt}}));
 }
 
 TEST(StatusMenu, everySymbolHasAnIconWithoutAnIconTheme)

@@ -5,6 +5,7 @@
 #include "ui/AboutViewModel.h"
 #include "ui/LaunchAtLoginController.h"
 #include "ui/OnboardingViewModel.h"
+#include "ui/StatusMenuViewModel.h"
 #include "ui/WindowCoordinator.h"
 #include "ui/WindowTexts.h"
 
@@ -317,6 +318,12 @@ struct Windows {
     settingsfixtures::FakeConnectedAccountsModel accounts;
     settingsfixtures::ScriptedLaunchService launchService;
     orvane::LaunchAtLoginController launchAtLogin{launchService};
+    /// The status menu settings offers while no tray does, and what was chosen in it.
+    std::vector<orvane::StatusMenuAction> chosen;
+    orvane::StatusMenuViewModel statusMenu{
+        [this](orvane::StatusMenuAction action, const std::optional<orvane::MeetingOccurrence>&) {
+            chosen.push_back(action);
+        }};
     WindowCoordinator coordinator{{.onboarding = model,
                                    .settings = settings,
                                    .launchAtLogin = launchAtLogin,
@@ -329,6 +336,11 @@ struct Windows {
                                        activations.emplace_back(&window, token);
                                    }}};
     std::vector<std::pair<QWindow*, QString>> activations;
+    Windows()
+    {
+        statusMenu.setEntries(settingsfixtures::sampleMenu());
+        coordinator.setStatusMenu(&statusMenu);
+    }
 };
 
 TEST(WindowCoordinatorTest, WindowsLoadShowTheirTitlesAndAreReused)
@@ -426,6 +438,12 @@ TEST(WindowCoordinatorTest, LaunchingAgainBringsOpenWindowsForwardAsTheyAre)
     windows.reopen(true, QString());
     EXPECT_TRUE(windows.settingsWindow()->isVisible());
     EXPECT_EQ(windows.settingsViewModel()->section(), Section::general);
+
+    // Without a tray, launching again is how the user reaches the menu.
+    all.statusMenu.setNeeded(true);
+    windows.settingsWindow()->close();
+    windows.reopen(true, QString());
+    EXPECT_EQ(windows.settingsViewModel()->section(), Section::menu);
 }
 
 TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
@@ -447,12 +465,13 @@ TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
                 {orvane::PersistenceComponent::settings, {orvane::PersistenceReadFailure::InvalidPayload{}}}};
         },
     };
+    all.statusMenu.setNeeded(true);
     for (std::size_t state = 0; state < std::size(states); ++state) {
         states[state]();
         Q_EMIT all.settings.changed();
         Q_EMIT all.accounts.changed();
-        for (const auto section :
-             {Section::general, Section::calendars, Section::accounts, Section::exclusions, Section::storedData}) {
+        for (const auto section : {Section::general, Section::calendars, Section::accounts, Section::exclusions,
+                                   Section::storedData, Section::menu}) {
             SCOPED_TRACE(testing::Message() << "state " << state << ", section " << static_cast<int>(section));
             all.settings.unreadable.empty() ? windows.openSettings(section)
                                             : windows.settingsViewModel()->setSectionIndex(static_cast<int>(section));
@@ -473,6 +492,11 @@ TEST(WindowCoordinatorTest, EverySettingsSectionLoadsWithoutWarnings)
     EXPECT_EQ(textOf(window, "accountState1"),
               u"The provider no longer accepts this account's sign-in (invalid_grant). Reconnect the account."_s);
     EXPECT_EQ(textOf(window, "selectionCounter"), u"3 of 4 selected"_s);
+    // The menu's buttons reach the menu's handler: the standup's "Exclude this meeting", then "Quit Orvane".
+    EXPECT_EQ(textOf(window, "menuText1"), u"2:05 PM  Team standup"_s);
+    QMetaObject::invokeMethod(findItem(window, u"menuAction1_1"_s), "clicked");
+    QMetaObject::invokeMethod(findItem(window, u"menuAction10"_s), "clicked");
+    EXPECT_EQ(all.chosen, (std::vector{orvane::StatusMenuAction::excludeSeries, orvane::StatusMenuAction::quit}));
     windows.openSettings(Section::general);
     EXPECT_EQ(windows.settingsWindow(), &window) << "reused";
     EXPECT_EQ(WarningCollector::s_warnings, QStringList());

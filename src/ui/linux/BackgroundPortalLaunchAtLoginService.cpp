@@ -79,6 +79,8 @@ QCoro::Task<> BackgroundPortalLaunchAtLoginService::request(bool autostart)
         {u"handle_token"_s, token},
         {u"reason"_s, u"Orvane starts at login so that it can remind you of your meetings."_s},
         {u"autostart"_s, autostart},
+        // The desktop entry's command, told that the session starts it at login.
+        {u"commandline"_s, QStringList{u"orvane"_s, u"--at-login"_s}},
     };
     call.setArguments({QString() /* parent window */, options});
     QPointer<BackgroundPortalLaunchAtLoginService> self(this);

@@ -19,6 +19,7 @@ const QString watcherPath = u"/StatusNotifierWatcher"_s;
 StatusItemHostWatch::StatusItemHostWatch(QDBusConnection bus, bool x11Session, QObject* parent)
     : QObject(parent)
     , m_bus(std::move(bus))
+    , m_x11Session(x11Session)
 {
     auto* serviceWatcher =
         new QDBusServiceWatcher(watcherService, m_bus, QDBusServiceWatcher::WatchForRegistration, this);
@@ -49,9 +50,13 @@ void StatusItemHostWatch::askWhetherHostIsRegistered()
     connect(call, &QDBusPendingCallWatcher::finished, this, [this](QDBusPendingCallWatcher* call) {
         call->deleteLater();
         const QDBusPendingReply<QDBusVariant> reply = *call;
-        // No watcher yet is the usual answer at start: its appearance is awaited.
+        // No watcher yet is the usual answer at start: its appearance is awaited. On X11 an XEmbed tray may be
+        // there all the same, which only the grace period tells.
         if (!reply.isError() && reply.value().variant().toBool()) {
             setAvailable();
+        } else if (!m_x11Session && !m_available && !m_missing) {
+            m_missing = true;
+            Q_EMIT hostMissing();
         }
     });
 }
@@ -62,6 +67,7 @@ void StatusItemHostWatch::setAvailable()
         return;
     }
     m_available = true;
+    m_missing = false;
     m_xembedGrace.stop();
     Q_EMIT hostAvailable();
 }

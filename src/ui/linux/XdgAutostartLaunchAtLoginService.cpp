@@ -142,7 +142,7 @@ QCoro::Task<> XdgAutostartLaunchAtLoginService::registerMainApp()
                              u"Comment=Full-screen meeting reminders\n"
                              u"Exec="_s +
                              execArgument(m_executablePath) +
-                             u"\n"
+                             u" --at-login\n"
                              u"X-GNOME-Autostart-enabled=true\n"
                              u"NoDisplay=false\n"_s;
     file.write(contents.toUtf8());

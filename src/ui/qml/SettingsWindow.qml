@@ -609,6 +609,73 @@ Window {
                         }
                     }
                 }
+
+                // The status menu, while no tray shows it: its lines, meetings and commands as the tray menu has
+                // them, each choice handed to the tray menu's own handler.
+                Page {
+                    id: menuPage
+
+                    readonly property QtObject menu: window.viewModel.statusMenu
+
+                    objectName: "menuPage"
+                    heading: window.texts.menuTitle
+
+                    Note {
+                        text: window.texts.menuExplanation
+                    }
+                    Repeater {
+                        model: menuPage.menu ? menuPage.menu.entries : []
+                        delegate: RowLayout {
+                            id: entry
+
+                            required property var modelData
+                            required property int index
+
+                            spacing: 10
+                            Layout.fillWidth: true
+                            Layout.topMargin: modelData.kind === "header" ? 8 : 0
+
+                            Separator {
+                                visible: entry.modelData.kind === "separator"
+                            }
+                            SymbolIcon {
+                                visible: entry.modelData.symbol !== ""
+                                name: entry.modelData.symbol
+                                color: name === "warning" || name === "calendar-alert" ? window.warningColor
+                                                                                         : palette.windowText
+                                size: 20
+                            }
+                            Label {
+                                objectName: "menuText" + entry.index
+                                visible: entry.modelData.kind !== "separator" && entry.modelData.kind !== "action"
+                                text: entry.modelData.text
+                                font.bold: entry.modelData.kind === "header"
+                                opacity: entry.modelData.kind === "status" ? 0.8 : 1
+                                wrapMode: Text.Wrap
+                                Layout.fillWidth: true
+                            }
+                            Button {
+                                objectName: "menuAction" + entry.index
+                                visible: entry.modelData.kind === "action"
+                                text: entry.modelData.text
+                                enabled: entry.modelData.enabled
+                                onClicked: menuPage.menu.choose(entry.index)
+                            }
+                            Repeater {
+                                model: entry.modelData.actions
+                                delegate: Button {
+                                    required property string modelData
+                                    required property int index
+
+                                    objectName: "menuAction" + entry.index + "_" + index
+                                    text: modelData
+                                    Accessible.name: modelData + " " + entry.modelData.text
+                                    onClicked: menuPage.menu.choose(entry.index, index)
+                                }
+                            }
+                        }
+                    }
+                }
             }
         }
     }
