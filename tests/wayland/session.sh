@@ -125,8 +125,9 @@ if [[ -n "${ORVANE_LSAN_SUPPRESSIONS:-}" ]]; then
     export LSAN_OPTIONS="suppressions=$ORVANE_LSAN_SUPPRESSIONS"
 fi
 
+# As the desktop starts it at login: a start by hand on a desktop without a tray opens the menu in Settings.
 start_orvane() {
-    "$orvane_binary" >"$work/orvane.log" 2>&1 &
+    "$orvane_binary" --at-login >"$work/orvane.log" 2>&1 &
     pids+=($!)
     wait_for "Orvane did not start" "$orvane_binary" upcoming
 }
