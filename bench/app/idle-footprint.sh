@@ -22,9 +22,9 @@ private_desktop_pids+=($pid)
 sleep 10 # start-up: calendars read, timers armed
 
 ticks() { awk '{ print $14 + $15 }' "/proc/$pid/stat"; }
-# Memory only this process holds (its heap and written pages), as opposed to the shared libraries' code pages that
-# resident memory also counts and the kernel can drop at will.
-private_mb() { awk '/^Private_(Clean|Dirty):/ { kb += $2 } END { printf "%.1f", kb / 1024 }' "/proc/$pid/smaps_rollup"; }
+# Anonymous memory (heap, stacks, written copies of library data): what the process itself holds, as opposed to the
+# libraries' file pages that resident memory also counts and the kernel can drop and read again at will.
+anonymous_mb() { awk '/^Anonymous:/ { printf "%.1f", $2 / 1024 }' "/proc/$pid/smaps_rollup"; }
 hz="$(getconf CLK_TCK)"
 before="$(ticks)"
 sleep "$idle"
@@ -32,15 +32,15 @@ after="$(ticks)"
 rss="$(awk '/^VmRSS/ { print $2 }' "/proc/$pid/status")"
 hwm="$(awk '/^VmHWM/ { print $2 }' "/proc/$pid/status")"
 wakeups="$(awk '/^voluntary_ctxt_switches/ { v = $2 } /^nonvoluntary_ctxt_switches/ { n = $2 } END { print v + n }' "/proc/$pid/status")"
-printf 'resident while idle: %.1f MB (peak %.1f MB), private %s MB\n' "$(bc -l <<<"$rss / 1024")" \
-    "$(bc -l <<<"$hwm / 1024")" "$(private_mb)"
+printf 'resident while idle: %.1f MB (peak %.1f MB), anonymous %s MB\n' "$(bc -l <<<"$rss / 1024")" \
+    "$(bc -l <<<"$hwm / 1024")" "$(anonymous_mb)"
 printf 'CPU over %s s idle: %s ms\n' "$idle" "$(( (after - before) * 1000 / hz ))"
 echo "context switches since start (main thread): $wakeups"
 "$orvane" test-alert >/dev/null && sleep 3
 rss="$(awk '/^VmRSS/ { print $2 }' "/proc/$pid/status")"
-printf 'resident with the test alert showing: %.1f MB, private %s MB\n' "$(bc -l <<<"$rss / 1024")" "$(private_mb)"
+printf 'resident with the test alert showing: %.1f MB, anonymous %s MB\n' "$(bc -l <<<"$rss / 1024")" "$(anonymous_mb)"
 # Escape answers the test alert; the alert's QML engine goes with it, Qt Quick's libraries stay mapped.
 xdotool key Escape && sleep 130
 rss="$(awk '/^VmRSS/ { print $2 }' "/proc/$pid/status")"
-printf 'resident two minutes after the alert closed: %.1f MB, private %s MB\n' "$(bc -l <<<"$rss / 1024")" \
-    "$(private_mb)"
+printf 'resident two minutes after the alert closed: %.1f MB, anonymous %s MB\n' "$(bc -l <<<"$rss / 1024")" \
+    "$(anonymous_mb)"

@@ -2,7 +2,8 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
 # The alert on KWin, with two outputs, XWayland, and a full-screen terminal focused on the second output: the alert
 # covers that output and not the other, typing into the terminal keeps the keyboard there while the alert shows,
-# Escape dismisses once typing pauses, the terminal has the keyboard again afterwards, and Return joins.
+# Escape dismisses once typing pauses, the terminal has the keyboard again afterwards, Return joins, and Orvane's
+# status item registers with Plasma's tray started after it.
 # What is checked is what KWin shows (its outputs, photographed) and what the terminal receives.
 #
 # Usage: kwin-alert-test.sh ORVANE_BINARY ARTIFACTS_DIR, with ORVANE_KWIN_FAKE_INPUT naming the kwin-fake-input
@@ -102,4 +103,18 @@ wait_for "the terminal did not get the keyboard back" grep -q aaa "$keys"
 wait_for "the second alert did not show" alert_on 2
 press_until Return link_opened "https://meet.google.com/orv-test-alrt" || fail "Return did not join the meeting"
 wait_for "the alert stayed after joining" alert_not_on 2
+
+# Plasma's panel comes after Orvane (as when plasmashell restarts), with the tray's watcher in kded, loaded as a
+# Plasma session loads it; Orvane's item registers with it.
+! tray_items 2>/dev/null || fail "a tray was there before the test started one"
+export QT_QPA_PLATFORM=wayland QT_QUICK_BACKEND=software XDG_CURRENT_DESKTOP=KDE
+kded5 >"$work/kded.log" 2>&1 &
+pids+=($!)
+/usr/lib/x86_64-linux-gnu/libexec/kactivitymanagerd >"$work/activities.log" 2>&1 &
+pids+=($!)
+wait_for "kded did not start" busctl --user status org.kde.kded5
+busctl --user call org.kde.kded5 /kded org.kde.kded5 loadModule s statusnotifierwatcher >/dev/null
+plasmashell --no-respawn >"$work/plasmashell.log" 2>&1 &
+pids+=($!)
+wait_for "Orvane's item did not register with Plasma's tray that started after it" orvane_item_registered
 echo "PASS"

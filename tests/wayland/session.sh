@@ -128,8 +128,24 @@ fi
 # As the desktop starts it at login: a start by hand on a desktop without a tray opens the menu in Settings.
 start_orvane() {
     "$orvane_binary" --at-login >"$work/orvane.log" 2>&1 &
+    orvane_pid=$!
     pids+=($!)
     wait_for "Orvane did not start" "$orvane_binary" upcoming
+}
+
+# The status items a tray's watcher has registered (a bus name, then the object path after "/", or after "@" for
+# GNOME's extension), and whether Orvane's process owns one.
+tray_items() {
+    busctl --user get-property org.kde.StatusNotifierWatcher /StatusNotifierWatcher org.kde.StatusNotifierWatcher \
+        RegisteredStatusNotifierItems
+}
+orvane_item_registered() {
+    local item
+    for item in $(tray_items | grep -o '"[^"]*"' | tr -d '"'); do
+        busctl --user call org.freedesktop.DBus /org/freedesktop/DBus org.freedesktop.DBus \
+            GetConnectionUnixProcessID s "${item%%[/@]*}" | grep -qx "u $orvane_pid" && return 0
+    done
+    return 1
 }
 
 # start_recording_terminal: a full-screen weston-terminal that writes every key it receives to $keys.
