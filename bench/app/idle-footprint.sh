@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # Orvane's cost while it waits in the tray: resident memory and CPU time over a minute with no alert showing, in a
-# private session (D-Bus, Evolution Data Server, Xvfb with openbox) with one meeting later today; then with the test
-# alert on screen, and once more two minutes after it closed (what a day with one alert behind it costs).
+# private session (D-Bus, Evolution Data Server, PipeWire, Xvfb with openbox) with one meeting later today; then with
+# the test alert on screen, and once more two minutes after it closed (what a day with one alert behind it costs).
 # Usage: idle-footprint.sh <path to orvane> [idle seconds, default 60]
 set -euo pipefail
 
@@ -15,6 +15,10 @@ private_desktop_add_event idle@example.invalid Later '+3 hours' '+4 hours'
 mkdir -p "$XDG_CONFIG_HOME/velmont.com"
 printf '[General]\nOrvane.hasCompletedCalendarOnboarding.v2=true\n' >"$XDG_CONFIG_HOME/velmont.com/Orvane.conf"
 private_desktop_start_display
+# The desktop's PipeWire daemon, which Orvane watches for screen sharing.
+pipewire >/dev/null 2>&1 &
+private_desktop_pids+=($!)
+until [[ -S "$XDG_RUNTIME_DIR/pipewire-0" ]]; do sleep 0.1; done
 
 "$orvane" 2>/dev/null &
 pid=$!

@@ -36,6 +36,18 @@ void AlertMeetingListModel::update(Date now)
     }
 }
 
+void AlertMeetingListModel::setConcealed(bool concealed)
+{
+    if (concealed == m_concealed) {
+        return;
+    }
+    m_concealed = concealed;
+    if (!m_meetings.empty()) {
+        Q_EMIT dataChanged(index(0), index(int(m_meetings.size()) - 1),
+                           {TitleRole, TimeRangeRole, LocationRole, HasLocationRole, ExcludeAccessibleNameRole});
+    }
+}
+
 int AlertMeetingListModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : int(m_meetings.size());
@@ -50,7 +62,7 @@ QVariant AlertMeetingListModel::data(const QModelIndex& index, int role) const
     const MeetingOccurrence& meeting = m_meetings[row];
     switch (role) {
     case TitleRole:
-        return meeting.title;
+        return m_concealed ? QString() : meeting.title;
     case CountdownTextRole:
         return m_countdowns[row].text;
     case CountdownAccessibleLabelRole:
@@ -58,11 +70,11 @@ QVariant AlertMeetingListModel::data(const QModelIndex& index, int role) const
     case HasStartedRole:
         return m_countdowns[row].hasStarted;
     case TimeRangeRole:
-        return AlertTexts::timeRange(meeting.startDate, meeting.endDate);
+        return m_concealed ? QString() : AlertTexts::timeRange(meeting.startDate, meeting.endDate);
     case LocationRole:
-        return meeting.location.value_or(QString());
+        return m_concealed ? QString() : meeting.location.value_or(QString());
     case HasLocationRole:
-        return meeting.location.has_value() && !meeting.location->trimmed().isEmpty();
+        return !m_concealed && meeting.location.has_value() && !meeting.location->trimmed().isEmpty();
     case IsRecurringRole:
         return meeting.isRecurring;
     case HasLinkRole:
@@ -70,7 +82,7 @@ QVariant AlertMeetingListModel::data(const QModelIndex& index, int role) const
     case IsPrimaryRole:
         return row == 0;
     case ExcludeAccessibleNameRole:
-        return AlertTexts::excludeMenuAccessibleName(meeting.title);
+        return m_concealed ? AlertTexts::excludeThisMeeting() : AlertTexts::excludeMenuAccessibleName(meeting.title);
     }
     return {};
 }

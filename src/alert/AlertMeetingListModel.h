@@ -37,6 +37,10 @@ public:
     const std::vector<MeetingOccurrence>& meetings() const { return m_meetings; }
     /// Recomputes the countdowns for `now` and reports the rows whose countdown changed.
     void update(Date now);
+    /// While the screen is shared, a card says nothing about its meeting (title, time, place): it keeps only its
+    /// countdown and its buttons.
+    void setConcealed(bool concealed);
+    bool isConcealed() const { return m_concealed; }
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
@@ -53,6 +57,7 @@ private:
 
     std::vector<MeetingOccurrence> m_meetings;
     std::vector<Countdown> m_countdowns;
+    bool m_concealed = false;
 };
 
 } // namespace orvane

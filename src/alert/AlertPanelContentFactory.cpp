@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "alert/AlertPanelContentFactory.h"
 
+#include "alert/AlertPrivacy.h"
 #include "alert/AlertView.h"
 #include "alert/AlertViewModel.h"
 
@@ -75,10 +76,11 @@ struct SharedAlertScene {
 
 } // namespace
 
-std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(const Clock& clock)
+std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelContentFactory(const Clock& clock,
+                                                                                         const AlertPrivacy* privacy)
 {
     auto shared = std::make_shared<SharedAlertScene>();
-    return [&clock, shared](QQuickWindow& window, const AlertPanelContent& content) {
+    return [&clock, privacy, shared](QQuickWindow& window, const AlertPanelContent& content) {
         AlertScene& parts = shared->use(window, shared);
         window.setColor(QColor::fromRgbF(0.035f, 0.047f, 0.063f));
         if (content.meetings.empty()) {
@@ -93,6 +95,11 @@ std::function<void(QQuickWindow&, const AlertPanelContent&)> makeAlertPanelConte
             return;
         }
         auto* model = new AlertViewModel(content.meetings, clock, content.onAction, &window);
+        if (privacy) {
+            AlertMeetingListModel* cards = model->meetingModel();
+            cards->setConcealed(privacy->concealsDetails());
+            QObject::connect(privacy, &AlertPrivacy::concealsDetailsChanged, cards, &AlertMeetingListModel::setConcealed);
+        }
         if (parts.view.create(model, window.contentItem()) == nullptr) {
             // The window keeps its dark colour, and Escape still reaches the controller.
             qWarning().noquote() << "Orvane: the alert view could not be built:" << parts.view.errorString();

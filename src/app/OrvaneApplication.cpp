@@ -6,7 +6,9 @@
 #include "alert/SecureEventInputActivationGate.h"
 #include "alert/linux/LogindAlertPresentationSessionMonitor.h"
 #include "alert/linux/QtAlertWindowSystem.h"
+#include "alert/AlertPrivacy.h"
 #include "alert/linux/MutterKeyboardIdleWatch.h"
+#include "alert/linux/PipeWireScreenCastMonitor.h"
 #include "alert/linux/wayland/MutterAlertWindowSystem.h"
 #include "alert/linux/wayland/WaylandAlertWindowSystem.h"
 #include "alert/linux/wayland/WaylandConnection.h"
@@ -136,14 +138,16 @@ std::unique_ptr<WaylandConnection> makeOverlayConnection()
     return connection;
 }
 
-std::unique_ptr<AlertWindowSystem> makeAlertWindowSystem(WaylandConnection* overlay, const Clock& clock)
+std::unique_ptr<AlertWindowSystem> makeAlertWindowSystem(WaylandConnection* overlay, const Clock& clock,
+                                                         const AlertPrivacy& privacy)
 {
-    auto xwayland = std::make_unique<QtAlertWindowSystem>(makeAlertPanelContentFactory(clock));
+    const auto content = makeAlertPanelContentFactory(clock, &privacy);
+    auto xwayland = std::make_unique<QtAlertWindowSystem>(content);
     if (overlay && overlay->layerShell()) {
-        return std::make_unique<WaylandAlertWindowSystem>(*overlay, makeAlertPanelContentFactory(clock));
+        return std::make_unique<WaylandAlertWindowSystem>(*overlay, content);
     }
     if (overlay) {
-        return std::make_unique<MutterAlertWindowSystem>(*overlay, std::move(xwayland), makeAlertPanelContentFactory(clock));
+        return std::make_unique<MutterAlertWindowSystem>(*overlay, std::move(xwayland), content);
     }
     return xwayland;
 }
@@ -245,7 +249,11 @@ struct OrvaneApplication::Parts {
                                             return idleWatch ? !idleWatch->isUserIdle()
                                                              : keyboardProbe.anotherClientHoldsKeyboard();
                                         }};
-    std::unique_ptr<AlertWindowSystem> windowSystem = makeAlertWindowSystem(overlayConnection.get(), clock);
+    /// While the screen is shared, alerts show no meeting details.
+    PipeWireScreenCastMonitor screenCasts;
+    AlertPrivacy alertPrivacy;
+    std::unique_ptr<AlertWindowSystem> windowSystem =
+        makeAlertWindowSystem(overlayConnection.get(), clock, alertPrivacy);
     FullScreenAlertController alertController{monitor, *windowSystem, clock, timers, gate};
 
     LinuxSystemEventSource systemEvents;
@@ -296,6 +304,9 @@ OrvaneApplication::OrvaneApplication(const BundleInfo& bundle, QObject* parent)
     if (parts.idleWatch) {
         connect(parts.idleWatch.get(), &KeyboardIdleWatch::becameIdle, this, [this] { m_parts->gate.evaluate(); });
     }
+    parts.alertPrivacy.setConcealsDetails(parts.screenCasts.isScreenShared());
+    connect(&parts.screenCasts, &PipeWireScreenCastMonitor::screenSharedChanged, &parts.alertPrivacy,
+            &AlertPrivacy::setConcealsDetails);
     connect(&parts.monitor, &LogindAlertPresentationSessionMonitor::sessionLockChanged, &parts.model,
             &AppModel::setAlertsHeldForLock);
     // Alerts held back while the screen was locked or asleep are offered again.

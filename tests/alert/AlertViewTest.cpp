@@ -173,6 +173,29 @@ TEST_F(AlertViewTest, severalMeetingsShareAGrid)
                                                                                FullScreenAlertSnooze::fiveMinutes}}));
 }
 
+TEST_F(AlertViewTest, whileTheScreenIsSharedCardsKeepTheirMeetingsToThemselves)
+{
+    show(oneMeeting());
+    const QString title = item(u"title_0"_s)->property("text").toString();
+    model->meetingModel()->setConcealed(true);
+    EXPECT_FALSE(item(u"title_0"_s)->isVisible());
+    saveScreenshot(u"alert-screen-shared.png"_s);
+    const QImage shared = window->grabWindow();
+    EXPECT_TRUE(item(u"countdown_0"_s)->isVisible());
+    EXPECT_TRUE(item(u"joinButton_0"_s)->isVisible());
+    const auto card = [&](int role) { return model->meetingModel()->data(model->meetingModel()->index(0), role); };
+    for (int role : {AlertMeetingListModel::TitleRole, AlertMeetingListModel::TimeRangeRole,
+                     AlertMeetingListModel::LocationRole}) {
+        EXPECT_EQ(card(role).toString(), QString()) << role;
+    }
+    EXPECT_FALSE(card(AlertMeetingListModel::ExcludeAccessibleNameRole).toString().contains(title));
+
+    // The share ends while the alert shows: the details come back.
+    model->meetingModel()->setConcealed(false);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return item(u"title_0"_s)->isVisible(); }));
+    EXPECT_NE(window->grabWindow(), shared);
+}
+
 TEST_F(AlertViewTest, returnDoesNothingWhenTheFirstMeetingHasNoLink)
 {
     std::vector<MeetingOccurrence> meetings = threeMeetings();

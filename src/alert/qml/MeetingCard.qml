@@ -73,6 +73,8 @@ Rectangle {
 
             Text {
                 objectName: "title_" + card.meetingIndex
+                // Empty while the screen is shared: the card then says nothing about the meeting.
+                visible: text !== ""
                 width: parent.width
                 text: card.title
                 color: card.theme.primaryText
@@ -91,6 +93,7 @@ Rectangle {
 
                 Row {
                     spacing: 8
+                    visible: card.timeRange !== ""
 
                     AlertIcon {
                         anchors.verticalCenter: parent.verticalCenter
