@@ -209,6 +209,13 @@ void X11TestSession::startOnce()
         -1);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(patience);
     while (!windowManagerRuns(m_display)) {
+        // An openbox that gave up says so at once, rather than after the whole wait.
+        int status = 0;
+        if (waitpid(m_openbox, &status, WNOHANG) == m_openbox) {
+            m_openbox = -1;
+            stop();
+            throw failure("openbox exited as it started (status " + std::to_string(status) + ")");
+        }
         if (std::chrono::steady_clock::now() > deadline) {
             stop();
             throw failure("openbox did not start");
