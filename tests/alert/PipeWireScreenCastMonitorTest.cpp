@@ -87,6 +87,7 @@ TEST_F(PipeWireTest, FollowsAScreenCastThatStartsAndEndsAndTheDaemonGoing)
     startScreenCast();
     ASSERT_TRUE(QTest::qWaitFor([&] { return monitor.isScreenShared(); }, patience));
     m_node.kill();
+    ASSERT_TRUE(m_node.waitForFinished(patience));
     ASSERT_TRUE(QTest::qWaitFor([&] { return !monitor.isScreenShared(); }, patience));
     EXPECT_EQ(shared.size(), 2);
 
