@@ -40,7 +40,6 @@ public:
     /// While the screen is shared, a card says nothing about its meeting (title, time, place): it keeps only its
     /// countdown and its buttons.
     void setConcealed(bool concealed);
-    bool isConcealed() const { return m_concealed; }
 
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;

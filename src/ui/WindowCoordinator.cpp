@@ -105,10 +105,9 @@ void WindowCoordinator::reopen(bool calendarSetupUsable, const QString& activati
         }
     }
     if (open.empty()) {
-        // Without a tray, the menu is the only place the user can reach the meetings and the commands.
-        const bool menuNeeded = m_statusMenu != nullptr && m_statusMenu->isNeeded();
-        calendarSetupUsable ? openSettings(menuNeeded ? SettingsSection::menu : SettingsSection::general)
-                            : openOnboarding();
+        // Without a tray, the menu is the only place the user can reach the meetings and the commands; with one,
+        // settings has no menu page and opens on its general one.
+        calendarSetupUsable ? openSettings(SettingsSection::menu) : openOnboarding();
     }
     // Every open window comes forward; the last one raised takes the focus (and the token).
     if (!open.empty()) {

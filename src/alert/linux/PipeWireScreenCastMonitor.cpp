@@ -72,6 +72,7 @@ PipeWireScreenCastMonitor::PipeWireScreenCastMonitor(QObject* parent)
     pw.core = pw.context ? pw_context_connect(pw.context, nullptr, 0) : nullptr;
     if (!pw.core) {
         qInfo("Orvane: PipeWire is not running; screen sharing cannot be detected");
+        m_pipeWire.reset();
         return;
     }
     static const pw_core_events coreEvents = [] {
@@ -110,15 +111,7 @@ PipeWireScreenCastMonitor::PipeWireScreenCastMonitor(QObject* parent)
     pw.dispatch();
 }
 
-PipeWireScreenCastMonitor::~PipeWireScreenCastMonitor()
-{
-    m_pipeWire.reset();
-}
-
-bool PipeWireScreenCastMonitor::isConnected() const
-{
-    return m_pipeWire && m_pipeWire->core;
-}
+PipeWireScreenCastMonitor::~PipeWireScreenCastMonitor() = default;
 
 bool PipeWireScreenCastMonitor::isScreenCastNode(const QString& nodeName, const QString& mediaClass)
 {
@@ -154,11 +147,11 @@ void PipeWireScreenCastMonitor::disconnected()
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (!m_pipeWire || !m_pipeWire->core) {
+            if (!m_pipeWire) {
                 return;
             }
             qInfo("Orvane: the connection to PipeWire ended; screen sharing cannot be detected");
-            m_pipeWire = std::make_unique<PipeWire>();
+            m_pipeWire.reset();
             const bool wasShared = isScreenShared();
             m_screenCasts.clear();
             if (wasShared) {

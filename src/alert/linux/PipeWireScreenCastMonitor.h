@@ -26,7 +26,7 @@ public:
     ~PipeWireScreenCastMonitor() override;
 
     /// Whether the daemon answered: without it screen sharing cannot be seen.
-    bool isConnected() const;
+    bool isConnected() const { return m_pipeWire != nullptr; }
     bool isScreenShared() const { return !m_screenCasts.empty(); }
 
     /// Whether a node with this name and media class is a screen cast.

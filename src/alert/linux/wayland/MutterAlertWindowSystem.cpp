@@ -72,21 +72,13 @@ private:
     {
         m_window = new WaylandSceneSurface(m_system.m_connection, WaylandSceneSurface::Role::fullScreenWindow,
                                            nullptr, &m_system);
-        m_window->setKeyFilter([this](int key) {
-            if (key != Qt::Key_Escape) {
-                return false;
-            }
-            // A copy: the handler usually ends the alert, which destroys this panel.
-            if (const auto escape = m_content.onEscape; escape && m_allowsKeyboardFocus) {
-                escape();
-            }
-            return true;
-        });
+        // The window exists only while the panel may have the keyboard.
+        m_window->setOnEscape(m_content.onEscape);
         QObject::connect(m_window, &WaylandSceneSurface::placed, m_window, [this] { windowWasPlaced(); });
         QObject::connect(m_window, &WaylandSceneSurface::keyboardFocusChanged, m_window, [this](bool focused) {
             if (focused) {
                 m_xwayland->orderOut();
-            } else if (!m_hiding) {
+            } else {
                 // The user went to another window: the alert stays in sight without the keyboard.
                 m_system.applicationActiveDidChange(false);
             }
@@ -102,15 +94,14 @@ private:
         if (!m_window) {
             return;
         }
-        m_hiding = true;
-        // The panel usually ends from inside one of its scene's key or click handlers: the window leaves the screen
-        // now, and its scene is deleted once that handler has returned.
-        m_window->hide();
-        m_window->setKeyFilter({});
+        // Disconnected first: losing the keyboard to its own hiding is not the user leaving. The panel usually ends
+        // from inside one of its scene's key or click handlers: the window leaves the screen now, and its scene is
+        // deleted once that handler has returned.
+        m_window->setOnEscape({});
         m_window->disconnect();
+        m_window->hide();
         m_window->deleteLater();
         m_window = nullptr;
-        m_hiding = false;
     }
 
     /// Mutter chose the monitor: the X11 panel follows, and the controller learns the display.
@@ -139,7 +130,6 @@ private:
     WaylandSceneSurface* m_window = nullptr;
     bool m_allowsKeyboardFocus = false;
     bool m_shown = false;
-    bool m_hiding = false;
 };
 
 MutterAlertWindowSystem::MutterAlertWindowSystem(WaylandConnection& connection,

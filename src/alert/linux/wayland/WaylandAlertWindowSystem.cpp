@@ -17,18 +17,12 @@ public:
     Panel(WaylandAlertWindowSystem& system, wl_output* output, const AlertPanelContent& content)
         : m_system(system)
         , m_surface(new WaylandSceneSurface(system.m_connection, WaylandSceneSurface::Role::overlayLayer, output, &system))
-        , m_onEscape(content.onEscape)
     {
         system.m_panels.push_back(this);
-        m_surface->setKeyFilter([this](int key) {
-            if (key != Qt::Key_Escape) {
-                return false;
-            }
-            // A copy: the handler usually ends the alert, which destroys this panel.
-            if (const auto escape = m_onEscape; escape && m_allowsKeyboardFocus) {
+        m_surface->setOnEscape([this, escape = content.onEscape] {
+            if (escape && m_allowsKeyboardFocus) {
                 escape();
             }
-            return true;
         });
         if (content.onPlaced) {
             QObject::connect(m_surface, &WaylandSceneSurface::placed, m_surface,
@@ -48,7 +42,7 @@ public:
         // The panel usually ends from inside one of its scene's key or click handlers: the surface leaves the screen
         // now, and its scene is deleted once that handler has returned.
         m_surface->hide();
-        m_surface->setKeyFilter({});
+        m_surface->setOnEscape({});
         m_surface->disconnect();
         m_surface->deleteLater();
     }
@@ -78,7 +72,6 @@ public:
 private:
     WaylandAlertWindowSystem& m_system;
     WaylandSceneSurface* m_surface;
-    std::function<void()> m_onEscape;
     bool m_allowsKeyboardFocus = false;
 };
 

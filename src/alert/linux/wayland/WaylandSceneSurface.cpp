@@ -283,13 +283,7 @@ void WaylandSceneSurface::createToplevel()
                 static_cast<WaylandSceneSurface*>(data)->m_toplevelSize = QSize(width, height);
             },
         // Closing the alert's window (a key binding of the desktop) answers it as Escape does.
-        .close =
-            [](void* data, xdg_toplevel*) {
-                auto* self = static_cast<WaylandSceneSurface*>(data);
-                if (self->m_keyFilter) {
-                    self->m_keyFilter(Qt::Key_Escape);
-                }
-            },
+        .close = [](void* data, xdg_toplevel*) { static_cast<WaylandSceneSurface*>(data)->escape(); },
     };
     xdg_toplevel_add_listener(m_toplevel, &toplevelListener, this);
     xdg_toplevel_set_title(m_toplevel, "Meeting reminder");
@@ -436,11 +430,22 @@ void WaylandSceneSurface::key(std::uint32_t keysym, const QString& text, Qt::Key
                               bool pressed)
 {
     const int qtKeyCode = qtKey(keysym);
-    if (pressed && m_keyFilter && m_keyFilter(qtKeyCode)) {
+    if (qtKeyCode == Qt::Key_Escape && m_onEscape) {
+        if (pressed) {
+            escape();
+        }
         return;
     }
     QKeyEvent event(pressed ? QEvent::KeyPress : QEvent::KeyRelease, qtKeyCode, modifiers, text);
     QCoreApplication::sendEvent(m_window.get(), &event);
+}
+
+void WaylandSceneSurface::escape()
+{
+    // A copy: answering usually ends the alert, and with it the handler.
+    if (const auto onEscape = m_onEscape) {
+        onEscape();
+    }
 }
 
 void WaylandSceneSurface::sendMouse(QEvent::Type type, Qt::MouseButton button)

@@ -59,9 +59,8 @@ public:
     bool hasKeyboardFocus() const { return m_keyboardFocus; }
     /// The output the surface is on, once the compositor has placed it.
     wl_output* output() const { return m_enteredOutput; }
-    /// Called for every key pressed while the surface has the keyboard, before the scene sees it; returning true
-    /// keeps it from the scene.
-    void setKeyFilter(std::function<bool(int qtKey)> filter) { m_keyFilter = std::move(filter); }
+    /// Called for Escape, which the scene then never sees, and when the desktop asks to close the window.
+    void setOnEscape(std::function<void()> onEscape) { m_onEscape = std::move(onEscape); }
 
 Q_SIGNALS:
     /// The compositor put the surface on an output (once per output it enters): see output().
@@ -92,6 +91,7 @@ private:
     void renderFrame();
     Buffer* freeBuffer();
     void sendMouse(QEvent::Type type, Qt::MouseButton button);
+    void escape();
 
     WaylandConnection& m_connection;
     Role m_role;
@@ -120,7 +120,7 @@ private:
     wl_output* m_enteredOutput = nullptr;
     QPointF m_pointer;
     Qt::MouseButtons m_buttons;
-    std::function<bool(int)> m_keyFilter;
+    std::function<void()> m_onEscape;
 };
 
 } // namespace orvane
